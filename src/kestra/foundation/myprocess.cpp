@@ -1,0 +1,106 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "myprocess.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr int firstWindow = 128;
+
+/**
+ * Returns the first newline or carriage return in [begin, end), or end.
+ *
+ * Looks at windows that double in size, so that neither of the two searches runs far beyond the
+ * nearest terminator of the other kind: the cost stays within twice the length of the line.
+ */
+const char *findTerminator(const char *begin, const char *end)
+{
+    for (std::ptrdiff_t window = firstWindow; begin != end; window *= 2) {
+        const char *const limit = begin + std::min(window, end - begin);
+        const auto find = [begin](char terminator, const char *stop) {
+            const void *found = memchr(begin, terminator, stop - begin);
+            return found ? static_cast<const char *>(found) : stop;
+        };
+        const char *const found = find('\r', find('\n', limit));
+        if (found != limit)
+            return found;
+        begin = limit;
+    }
+    return end;
+}
+
+}
+
+MyProcess::MyProcess(QObject *parent) : QProcess(parent)
+{
+    clearArguments();
+    setProcessChannelMode(QProcess::MergedChannels);
+    connect(this, &QProcess::readyReadStandardOutput, this, &MyProcess::readStdOut);
+    connect(this, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
+            &MyProcess::procFinished);
+}
+
+MyProcess::~MyProcess() = default;
+
+void MyProcess::addArgument(QString const &argument)
+{
+    if (m_program.isEmpty())
+        m_program = argument;
+    else
+        m_arguments.append(argument);
+}
+
+void MyProcess::clearArguments()
+{
+    m_program.clear();
+    m_arguments.clear();
+}
+
+QStringList MyProcess::arguments() const { return QStringList(m_program) + m_arguments; }
+
+void MyProcess::start() { start(m_program, m_arguments); }
+
+void MyProcess::start(QString const &program, QStringList const &arguments)
+{
+    m_buffer.clear();
+    QProcess::start(program, arguments, QIODevice::ReadWrite);
+}
+
+bool MyProcess::isRunning() const { return state() == QProcess::Running; }
+
+int MyProcess::canReadLine(QByteArray const &buffer, int from) const
+{
+    if (from < 0)
+        from = std::max(from + buffer.size(), 0);
+    if (from >= buffer.size())
+        return -1;
+    const char *const end = buffer.constData() + buffer.size();
+    const char *const found = findTerminator(buffer.constData() + from, end);
+    return found == end ? -1 : static_cast<int>(found - buffer.constData());
+}
+
+void MyProcess::genericRead(QByteArray data)
+{
+    // The buffer never holds a terminator: only the new bytes are searched, and the first line is
+    // what the buffer holds and the first piece of them.
+    int start = 0;
+    for (int pos = canReadLine(data, 0); pos >= 0; pos = canReadLine(data, start)) {
+        QByteArray line;
+        line.swap(m_buffer);
+        line.append(data.constData() + start, pos - start);
+        start = pos + 1;
+        Q_EMIT lineAvailable(line);
+    }
+    m_buffer.append(data.constData() + start, data.size() - start);
+}
+
+void MyProcess::readStdOut() { genericRead(readAllStandardOutput()); }
+
+void MyProcess::procFinished()
+{
+    if (bytesAvailable() > 0)
+        readStdOut();
+}

@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_FOUNDATION_TEXT_P_H
+#define KESTRA_FOUNDATION_TEXT_P_H
+
+#include <QByteArray>
+#include <QString>
+
+class QIODevice;
+
+/** Text as the tools and the system files hold it: bytes, each one character of Latin-1. */
+namespace Kestra::Private {
+
+/** Converts the bytes up to the first zero byte. */
+QString textUpToNul(const QByteArray &bytes);
+
+/**
+ * Reads one line, its terminator included, in a buffer of @p maxSize bytes.
+ *
+ * One byte of the buffer is for a terminating zero, so that maxSize - 1 bytes arrive at most. Qt 6
+ * fills the whole size when it returns a QByteArray; this form is the same on both.
+ */
+QByteArray readLine(QIODevice &device, int maxSize);
+
+}
+
+#endif
