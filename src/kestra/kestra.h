@@ -6,8 +6,13 @@
 
 /**
  * @file
- * Includes every public header of the library.
+ * Includes every public header of the library, and the two of Qt without which no program uses it:
+ * the application, whose event loop delivers the signals, and the thread, which several
+ * constructors take.
  */
+
+#include <QCoreApplication>
+#include <QThread>
 
 #include <kestra/foundation/debuglog.h>
 #include <kestra/foundation/lockfile.h>
