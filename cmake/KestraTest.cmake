@@ -45,6 +45,9 @@ function(kestra_add_test)
     set_tests_properties(${test_NAME} PROPERTIES
         TIMEOUT ${test_TIMEOUT}
         RUN_SERIAL ${test_RUN_SERIAL})
+    if("slow" IN_LIST test_LABELS)
+        set_tests_properties(${test_NAME} PROPERTIES COST 1000) # start these first
+    endif()
     if(test_LABELS)
         set_tests_properties(${test_NAME} PROPERTIES LABELS "${test_LABELS}")
     endif()
