@@ -74,7 +74,7 @@ bool MyProcess::isRunning() const { return state() == QProcess::Running; }
 int MyProcess::canReadLine(QByteArray const &buffer, int from) const
 {
     if (from < 0)
-        from = std::max(from + buffer.size(), 0);
+        from = std::max(from + static_cast<int>(buffer.size()), 0);
     if (from >= buffer.size())
         return -1;
     const char *const end = buffer.constData() + buffer.size();

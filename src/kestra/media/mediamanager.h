@@ -17,8 +17,8 @@ class QThread;
 /**
  * The discs in the drives: lists, mounts, unmounts and ejects them.
  *
- * What is there is asked of the hardware daemon; each question blocks for up to one D-Bus
- * time-out, and a failed one counts as "nothing there". The thread that created the object must
+ * What is there is asked of the hardware daemon; each question blocks for up to two D-Bus
+ * time-outs, and a failed one counts as "nothing there". The thread that created the object must
  * run an event loop for the signals to be emitted. Messages go to the Qt debug stream.
  */
 class KESTRA_EXPORT MediaManager : public QObject

@@ -73,13 +73,13 @@ public Q_SLOTS:
      * Takes the announcement of the device @p udi.
      *
      * A USB device restarts the settle time of 5000 ms, after which verifyDevice() is called; any
-     * other device is ignored. Blocks for up to two D-Bus time-outs.
+     * other device is ignored. Blocks for up to four D-Bus time-outs, two for each question.
      */
     void deviceAdded(QString const &udi);
 
     /**
      * Looks the device last announced up in the table, if it is still there, and emits foundModem()
-     * when it is a supported modem. Blocks for up to one D-Bus time-out.
+     * when it is a supported modem. Blocks for up to two D-Bus time-outs.
      */
     void verifyDevice();
 

@@ -115,7 +115,7 @@ bool Zypper::getArePackagesAvailable(QStringList const &packages)
     m_showProcess->waitForFinished(queryTimeout);
     const QRegExp notFound(QStringLiteral("package (.{1,100}) not found"));
     while (!m_showProcess->atEnd()) {
-        if (textUpToNul(readLine(*m_showProcess, 200)).contains(notFound))
+        if (notFound.indexIn(textUpToNul(readLine(*m_showProcess, 200))) != -1)
             return false;
     }
     return true;
