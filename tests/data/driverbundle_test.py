@@ -64,9 +64,8 @@ class Contents(Bundle):
         bundle = self.cut(driver)
         self.assertEqual(bundle.name, name + ".tar.gz")
         with tarfile.open(bundle) as archive:
-            self.assertCountEqual(
-                archive.getnames(), [name, f"{name}/Makefile", *(f"{name}/{file}" for file in files)]
-            )
+            paths = [f"{name}/{file}" for file in ("Makefile", *files)]
+            self.assertCountEqual(archive.getnames(), [name, *paths])
             for file in files:
                 content = archive.extractfile(f"{name}/{file}").read().decode()
                 self.assertEqual(content, f"/* {file} */\n")
