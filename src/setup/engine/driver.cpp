@@ -1,0 +1,350 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "modules.h"
+#include "paths.h"
+#include "session.h"
+#include "stages.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+#include <QStandardPaths>
+#include <QThread>
+
+#include <algorithm>
+
+namespace Setup {
+
+namespace {
+
+QString orDefault(const QString &wish, const QString &usual)
+{
+    return wish.isEmpty() ? usual : wish;
+}
+
+QString absolute(const QString &path)
+{
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+Compiler::ModemDriver describeDriver(const Session &session)
+{
+    const Settings &settings = session.settings;
+    const QString kernel = QStringLiteral("KDIR=") + kernelHeaders(settings, session.kernelRelease);
+    Compiler::ModemDriver driver;
+    driver.driverName = session.modem.driver;
+    driver.driverVersion = session.modem.driverVersion;
+    driver.driverBundlePath = absolute(settings.driverBundle);
+    driver.extractionPath =
+        absolute(orDefault(settings.extractionPath, QStringLiteral("/usr/src/kestra")));
+    driver.extractedDriverPath = absolute(settings.driverTree);
+    driver.compiledDriverName =
+        orDefault(settings.module, driver.driverName + QStringLiteral(".ko"));
+    driver.compileArguments =
+        orDefault(settings.compileArguments, QStringLiteral("all, ") + kernel);
+    driver.installArguments =
+        orDefault(settings.installArguments, QStringLiteral("install, ") + kernel);
+    driver.makeEnvironment = settings.makeEnvironment;
+    return driver;
+}
+
+/** The patch that the library would take, too: for exactly this driver and this kernel. */
+QString patchFile(const Session &session)
+{
+    const Compiler::ModemDriver &driver = session.driver;
+    return QStringLiteral("%1/%2-%3_%4.patch")
+        .arg(QFileInfo(driver.driverBundlePath).absolutePath(), driver.driverName,
+             driver.driverVersion, session.kernelRelease);
+}
+
+QString productFile(const Session &session)
+{
+    return session.driver.extractedDriverPath + QLatin1Char('/')
+        + session.driver.compiledDriverName;
+}
+
+QString logFile(const Session &session)
+{
+    return QStringLiteral("/opt/kestra/logs/%1-%2_compiler.log")
+        .arg(session.driver.driverName, session.driver.driverVersion);
+}
+
+Outcome badBundle(const Session &session, const QString &what, const QString &nextStep)
+{
+    return Outcome::failed(
+        ExitCode::Bundle,
+        QStringLiteral("The driver bundle %1 %2.").arg(session.driver.driverBundlePath, what),
+        nextStep);
+}
+
+bool isBelow(const QString &path, const QString &directory)
+{
+    return path.startsWith(directory + QLatin1Char('/'));
+}
+
+bool leavesDirectory(const QString &member)
+{
+    return member.startsWith(QLatin1Char('/'))
+        || member.split(QLatin1Char('/')).contains(QStringLiteral(".."));
+}
+
+/** The library removes the tree before and after the build: it must be nothing but that. */
+std::optional<Outcome> checkTree(const Session &session)
+{
+    const Compiler::ModemDriver &driver = session.driver;
+    if (!isBelow(driver.extractedDriverPath, driver.extractionPath)
+        || driver.extractionPath == QLatin1String("/"))
+        return Outcome::failed(
+            ExitCode::Usage,
+            QStringLiteral(
+                "The driver tree %1 is not below the directory %2 in which the bundle is "
+                "unpacked.")
+                .arg(driver.extractedDriverPath, driver.extractionPath),
+            QStringLiteral("Mend --driver-tree or --extraction-path."));
+    if (isBelow(driver.driverBundlePath, driver.extractedDriverPath))
+        return Outcome::failed(ExitCode::Usage,
+                               QStringLiteral("The driver bundle lies in the driver tree %1, which "
+                                              "is emptied first.")
+                                   .arg(driver.extractedDriverPath),
+                               QStringLiteral("Move the bundle to another place."));
+    return std::nullopt;
+}
+
+std::optional<Outcome> listBundle(Session &session, QStringList &members)
+{
+    const auto code = session.runTool(QStringLiteral("tar"),
+                                      {QStringLiteral("-tf"), session.driver.driverBundlePath},
+                                      QStringLiteral("/"), &members);
+    if (code != 0)
+        return badBundle(session, QStringLiteral("is no tar archive that can be read to its end"),
+                         QStringLiteral("Make or download it again."));
+    const auto outsider = std::find_if(members.cbegin(), members.cend(), leavesDirectory);
+    if (outsider != members.cend())
+        return badBundle(
+            session, QStringLiteral("would put files outside its directory (%1)").arg(*outsider),
+            QStringLiteral("Get it from a source that you trust."));
+    return std::nullopt;
+}
+
+/** The one directory that the bundle has on top; that of the driver's name when there are several.
+ */
+QString usualTree(const QString &driverName, const QStringList &members)
+{
+    QSet<QString> tops;
+    for (const QString &member : members)
+        tops.insert(QDir::cleanPath(member).section(QLatin1Char('/'), 0, 0));
+    tops.remove(QStringLiteral("."));
+    return tops.size() == 1 ? *tops.cbegin() : driverName;
+}
+
+std::optional<Outcome> checkTreeInBundle(const Session &session, const QStringList &members)
+{
+    const QString tree =
+        session.driver.extractedDriverPath.mid(session.driver.extractionPath.size() + 1);
+    for (const QString &member : members) {
+        if (isBelow(QDir::cleanPath(member), tree))
+            return std::nullopt;
+    }
+    return badBundle(session, QStringLiteral("does not hold the driver tree %1").arg(tree),
+                     QStringLiteral("Name the directory that it unpacks into with --driver-tree."));
+}
+
+std::optional<Outcome> checkPatchTool(const Session &session)
+{
+    if (!QFileInfo(patchFile(session)).isFile()
+        || !QStandardPaths::findExecutable(QStringLiteral("patch")).isEmpty())
+        return std::nullopt;
+    return Outcome::failed(ExitCode::Precondition,
+                           QStringLiteral("The program patch is not installed."),
+                           QStringLiteral("Install the package patch."));
+}
+
+/** The firmware's variable ends with one byte that is 1 when only signed modules are loaded. */
+bool isSecureBoot()
+{
+    QFile variable(QStringLiteral("/sys/firmware/efi/efivars/"
+                                  "SecureBoot-8be4df61-93ca-11d2-aa0d-00e098032b8c"));
+    return variable.open(QIODevice::ReadOnly) && variable.readAll().endsWith('\1');
+}
+
+std::optional<Outcome> waitForTools(Session &session, ExitCode code)
+{
+    const auto tool = session.waitForTools();
+    if (!tool)
+        return std::nullopt;
+    return Outcome::failed(code, QStringLiteral("%1 does not end.").arg(*tool),
+                           QStringLiteral("See what it waits for, then start again."));
+}
+
+QString inLog(const Session &session)
+{
+    return QStringLiteral("The whole output is in %1.").arg(logFile(session));
+}
+
+/** Decides by what is in the module tree: the exit code of make is unknown when it took long. */
+bool isNewDriverInstalled(const Session &session)
+{
+    const QStringList copies =
+        installedCopies(session.kernelRelease, session.driver.compiledDriverName);
+    for (const QString &copy : copies) {
+        const QByteArray sum = checksum(copy);
+        const bool isOld =
+            std::any_of(session.savedModules.cbegin(), session.savedModules.cend(),
+                        [&sum](const SavedModule &saved) { return saved.checksum == sum; });
+        if (!sum.isEmpty() && (sum == session.builtChecksum || !isOld))
+            return true;
+    }
+    return false;
+}
+
+}
+
+Outcome checkDriver(Session &session)
+{
+    session.driver = describeDriver(session);
+    Compiler::ModemDriver &driver = session.driver;
+    QStringList members;
+    if (const auto problem = listBundle(session, members))
+        return *problem;
+    if (session.settings.driverTree.isEmpty())
+        driver.extractedDriverPath =
+            driver.extractionPath + QLatin1Char('/') + usualTree(driver.driverName, members);
+    if (const auto problem = checkTree(session))
+        return *problem;
+    if (const auto problem = checkTreeInBundle(session, members))
+        return *problem;
+    if (const auto problem = checkPatchTool(session))
+        return *problem;
+    if (isSecureBoot())
+        session.frontend.note(
+            QStringLiteral("This machine boots with Secure Boot: the kernel will refuse the driver "
+                           "unless it is signed with a key that the machine knows."));
+    return Outcome::done();
+}
+
+Outcome extractDriver(Session &session)
+{
+    const Compiler::ModemDriver &driver = session.driver;
+    if (!QDir().mkpath(driver.extractionPath))
+        return Outcome::failed(
+            ExitCode::Extraction,
+            QStringLiteral("The directory %1 could not be made.").arg(driver.extractionPath),
+            QStringLiteral("Give another directory with --extraction-path."));
+    session.compiler = std::make_unique<Compiler>(driver, QThread::currentThread());
+    session.changed(logFile(session), QStringLiteral("what the tools said while building"));
+    session.changed(driver.extractedDriverPath, QStringLiteral("the unpacked driver"));
+    session.compiler->extractDriver();
+    if (const auto problem = waitForTools(session, ExitCode::Extraction))
+        return *problem;
+    if (!QFileInfo(driver.extractedDriverPath).isDir())
+        return Outcome::failed(
+            ExitCode::Extraction,
+            QStringLiteral("The bundle was not unpacked to %1.").arg(driver.extractedDriverPath),
+            QStringLiteral("See whether the disk is full. ") + inLog(session));
+    return Outcome::done();
+}
+
+Outcome patchDriver(Session &session)
+{
+    const QString file = patchFile(session);
+    if (!QFileInfo(file).isFile())
+        return Outcome::skipped(
+            QStringLiteral("there is no patch for %1").arg(session.kernelRelease));
+    // The library would name the patch as the file to be patched, and nothing would come of it.
+    const auto code =
+        session.runTool(QStringLiteral("patch"),
+                        {QStringLiteral("-p0"), QStringLiteral("--forward"),
+                         QStringLiteral("--batch"), QStringLiteral("--input=") + file},
+                        session.driver.extractedDriverPath);
+    if (code != 0)
+        return Outcome::failed(
+            ExitCode::Patch, QStringLiteral("The patch %1 does not apply to the driver.").arg(file),
+            QStringLiteral("Get the patch that belongs to this bundle, or remove "
+                           "it."));
+    return Outcome::done(QStringLiteral("kestra-setup applied %1").arg(file));
+}
+
+Outcome compileDriver(Session &session)
+{
+    const int code = session.compiler->compileDriver();
+    if (const auto problem = waitForTools(session, ExitCode::Compilation))
+        return *problem;
+    session.builtChecksum = checksum(productFile(session));
+    if (code == 0 && !session.builtChecksum.isEmpty())
+        return Outcome::done();
+    const QString cause = code == 0
+        ? QStringLiteral("The compiler run left no %1.").arg(session.driver.compiledDriverName)
+        : QStringLiteral("The driver did not compile (make ended with code %1).").arg(code);
+    return Outcome::failed(ExitCode::Compilation, cause,
+                           QStringLiteral("See whether the kernel headers and the driver fit "
+                                          "together. ")
+                               + inLog(session));
+}
+
+Outcome backupDriver(Session &session)
+{
+    if (!prepareBackupDirectory(session))
+        return Outcome::failed(ExitCode::Backup,
+                               QStringLiteral("The directory %1 could not be made.")
+                                   .arg(backupDirectory(session.kernelRelease)),
+                               QStringLiteral("See what is in its place, then start again."));
+    const QStringList installed =
+        installedCopies(session.kernelRelease, session.driver.compiledDriverName);
+    for (const QString &path : installed)
+        session.savedModules.append(
+            {path, backupPath(path, session.kernelRelease), checksum(path)});
+    session.compiler->backupDriver();
+    for (const SavedModule &saved : qAsConst(session.savedModules)) {
+        if (!QFileInfo::exists(saved.installedPath)
+            && checksum(saved.backupPath) == saved.checksum) {
+            session.changed(saved.backupPath,
+                            QStringLiteral("moved here from %1").arg(saved.installedPath));
+            continue;
+        }
+        const QString lost = restoreModules(session);
+        return Outcome::failed(
+            lost.isEmpty() ? ExitCode::Backup : ExitCode::Restore,
+            QStringLiteral("The installed driver %1 could not be saved.").arg(saved.installedPath),
+            QStringLiteral("See whether /tmp is full, then start again."));
+    }
+    if (installed.isEmpty())
+        return Outcome::skipped(
+            QStringLiteral("no %1 is installed").arg(session.driver.compiledDriverName));
+    return Outcome::done();
+}
+
+Outcome installDriver(Session &session)
+{
+    const int code = session.compiler->installDriver();
+    if (const auto tool = session.waitForTools())
+        return Outcome::failed(ExitCode::Restore, QStringLiteral("%1 does not end.").arg(*tool),
+                               QStringLiteral("The earlier driver is in %1.")
+                                   .arg(backupDirectory(session.kernelRelease)));
+    session.changed(session.driver.extractedDriverPath,
+                    QStringLiteral("unpacked and removed again"));
+    if (code == 0 && isNewDriverInstalled(session)) {
+        for (const QString &path :
+             installedCopies(session.kernelRelease, session.driver.compiledDriverName))
+            session.changed(path, QStringLiteral("the new driver"));
+        return Outcome::done();
+    }
+
+    const QString cause = code == 0
+        ? QStringLiteral("make ended well, but the new %1 is not in %2.")
+              .arg(session.driver.compiledDriverName, moduleTree(session.kernelRelease))
+        : QStringLiteral("The driver could not be installed (make ended with code %1).").arg(code);
+    const QString lost = restoreModules(session);
+    if (!lost.isEmpty())
+        return Outcome::failed(
+            ExitCode::Restore, cause,
+            QStringLiteral("The earlier driver is not back. Copy it by hand: cp %1 %2")
+                .arg(backupPath(lost, session.kernelRelease), lost));
+    const QString state = session.savedModules.isEmpty()
+        ? QStringLiteral("No driver was installed before. ")
+        : QStringLiteral("The earlier driver is installed again. ");
+    return Outcome::failed(ExitCode::Installation, cause, state + inLog(session));
+}
+
+}

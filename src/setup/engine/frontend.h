@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_FRONTEND_H
+#define KESTRA_SETUP_FRONTEND_H
+
+#include "outcome.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace Setup {
+
+/**
+ * A user interface, as the engine sees it.
+ *
+ * Questions block; they return nothing when the user gave up or nobody is there to answer.
+ */
+class Frontend
+{
+public:
+    virtual ~Frontend() = default;
+
+    virtual void stageStarted(int number, int count, const QString &title) = 0;
+    virtual void stageEnded(const Outcome &outcome) = 0;
+
+    /** Something to tell the user that stays on the screen. */
+    virtual void note(const QString &text) = 0;
+
+    /** What the running stage waits for. */
+    virtual void waiting(const QString &forWhat) = 0;
+
+    /** A line that a tool has printed. Comes from a thread of its own. */
+    virtual void toolLine(const QString &line) = 0;
+
+    /** A message of the library about itself. Comes from any thread. */
+    virtual void libraryLine(const QString &line) = 0;
+
+    virtual std::optional<QString> askText(const QString &question) = 0;
+
+    /** Asks without showing what is typed. */
+    virtual std::optional<QString> askSecret(const QString &question) = 0;
+
+    /** Lets the user pick one of @p names; @p hint is what is known of the name so far. */
+    virtual std::optional<QString> choose(const QString &question, const QStringList &names,
+                                          const QString &hint) = 0;
+};
+
+}
+
+#endif

@@ -1,0 +1,162 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "session.h"
+#include "stages.h"
+#include "text.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <variant>
+
+namespace Setup {
+
+namespace {
+
+constexpr int longestWord = 255; // of pppd, for names and secrets alike
+constexpr int longestFile = 4096;
+
+using Problem = std::optional<Outcome>;
+using Text = std::variant<QString, Outcome>;
+
+Outcome refused(const QString &cause, const QString &nextStep)
+{
+    return Outcome::failed(ExitCode::Login, cause, nextStep);
+}
+
+/** Says why pppd would misread @p text, which stands between double quotes in its files. */
+QString fault(const QString &text)
+{
+    if (text.isEmpty())
+        return QStringLiteral("is empty");
+    if (text.toLatin1().size() > longestWord)
+        return QStringLiteral("is longer than %1 characters").arg(longestWord);
+    for (const QChar character : text) {
+        if (character == QLatin1Char('"'))
+            return QStringLiteral("has a double quote in it");
+        if (character == QLatin1Char('\\'))
+            return QStringLiteral("has a backslash in it");
+        if (character == QLatin1Char('\n') || character == QLatin1Char('\r'))
+            return QStringLiteral("has a line break in it");
+        if (character.category() == QChar::Other_Control)
+            return QStringLiteral("has a control character in it");
+        if (character.unicode() > 0xff)
+            return QStringLiteral("has a character in it that is not in Latin-1");
+    }
+    return QString();
+}
+
+QString passwordFault(const QString &password)
+{
+    if (password.startsWith(QLatin1String("@/")))
+        return QStringLiteral("begins with @/, which pppd takes for the name of a file");
+    return fault(password);
+}
+
+/** The first line that @p descriptor gives, which must be all that it gives. */
+Text readPassword(int descriptor, const QString &source)
+{
+    QByteArray bytes(longestFile, '\0');
+    int size = 0;
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor, bytes.data() + size, std::size_t(bytes.size() - size));
+        size += int(std::max(count, ssize_t(0)));
+    } while (count > 0 || (count < 0 && errno == EINTR));
+    if (count < 0)
+        return refused(QStringLiteral("The password cannot be read from %1: %2.")
+                           .arg(source, qt_error_string(errno)),
+                       QStringLiteral("Check it, then start again."));
+    bytes.truncate(size);
+    for (const char terminator : {'\n', '\r'}) {
+        if (bytes.endsWith(terminator))
+            bytes.chop(1);
+    }
+    return textFromBytes(bytes);
+}
+
+Text readPasswordFile(const QString &path)
+{
+    const int descriptor =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    struct stat status;
+    if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
+        return refused(QStringLiteral("The password file %1 cannot be opened: %2.")
+                           .arg(path, qt_error_string(errno)),
+                       QStringLiteral("Give a file that root can read with --password-file."));
+    Text result;
+    if (!S_ISREG(status.st_mode))
+        result = refused(QStringLiteral("The password file %1 is not a file.").arg(path),
+                         QStringLiteral("Use --password-stdin to pass a password by a pipe."));
+    else if (status.st_mode & (S_IRWXG | S_IRWXO))
+        result = refused(
+            QStringLiteral("The password file %1 is open to others than its owner.").arg(path),
+            QStringLiteral("Run: chmod 600 %1").arg(path));
+    else
+        result = readPassword(descriptor, path);
+    ::close(descriptor);
+    return result;
+}
+
+Text noAnswer(const Session &session, const QString &what, const QString &option)
+{
+    if (session.cancellation.isRequested())
+        return Outcome::interrupted();
+    return Outcome::failed(ExitCode::Usage, QStringLiteral("No %1 was given.").arg(what),
+                           QStringLiteral("Type it when asked, or use %1.").arg(option));
+}
+
+Text takeUser(Session &session)
+{
+    if (!session.settings.user.isEmpty())
+        return session.settings.user;
+    if (const auto answer = session.frontend.askText(QStringLiteral("User name")))
+        return *answer;
+    return noAnswer(session, QStringLiteral("user name"), QStringLiteral("--user"));
+}
+
+Text takePassword(Session &session)
+{
+    if (session.settings.passwordFromInput)
+        return readPassword(STDIN_FILENO, QStringLiteral("standard input"));
+    if (!session.settings.passwordFile.isEmpty())
+        return readPasswordFile(session.settings.passwordFile);
+    if (const auto answer = session.frontend.askSecret(QStringLiteral("Password")))
+        return *answer;
+    return noAnswer(session, QStringLiteral("password"),
+                    QStringLiteral("--password-file or --password-stdin"));
+}
+
+}
+
+Outcome takeLogin(Session &session)
+{
+    const Text user = takeUser(session);
+    if (std::holds_alternative<Outcome>(user))
+        return std::get<Outcome>(user);
+    session.user = std::get<QString>(user);
+    const QString userFault = fault(session.user);
+    if (!userFault.isEmpty())
+        return refused(
+            QStringLiteral("The user name cannot be used with pppd: it %1.").arg(userFault),
+            QStringLiteral("Check the spelling in the provider's letter."));
+
+    const Text password = takePassword(session);
+    if (std::holds_alternative<Outcome>(password))
+        return std::get<Outcome>(password);
+    session.password = std::get<QString>(password);
+    const QString secretFault = passwordFault(session.password);
+    if (!secretFault.isEmpty())
+        return refused(
+            QStringLiteral("The password cannot be used with pppd: it %1.").arg(secretFault),
+            QStringLiteral("Ask the provider for another password."));
+    return Outcome::done();
+}
+
+}

@@ -1,0 +1,83 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "modules.h"
+
+#include "paths.h"
+
+#include <kestra/media/filemanager.h>
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/stat.h>
+
+namespace Setup {
+
+QByteArray checksum(const QString &path)
+{
+    QFile file(path);
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    if (!file.open(QIODevice::ReadOnly) || !hash.addData(&file))
+        return QByteArray();
+    return hash.result();
+}
+
+QStringList installedCopies(const QString &kernelRelease, const QString &module)
+{
+    FileManager files;
+    files.indexFiles(moduleTree(kernelRelease));
+    return files.getIndex().filter(QLatin1Char('/') + module);
+}
+
+bool prepareBackupDirectory(Session &session)
+{
+    if (::mkdir(QFile::encodeName(backupRoot()).constData(), 0700) != 0 && errno != EEXIST)
+        return false;
+    const QString current = backupDirectory(session.kernelRelease);
+    if (!QFileInfo::exists(current))
+        return true;
+    QString kept;
+    for (int number = 1; kept.isEmpty() || QFileInfo::exists(kept); ++number)
+        kept = QStringLiteral("%1.%2").arg(current).arg(number);
+    if (!QDir().rename(current, kept))
+        return false;
+    session.changed(kept, QStringLiteral("backup of an earlier run, renamed"));
+    return true;
+}
+
+QString backupPath(const QString &installedPath, const QString &kernelRelease)
+{
+    return backupDirectory(kernelRelease) + installedPath.mid(moduleTree(kernelRelease).size());
+}
+
+QString restoreModules(Session &session)
+{
+    const auto isSaved = [&session](const QString &path) {
+        return std::any_of(session.savedModules.cbegin(), session.savedModules.cend(),
+                           [&path](const SavedModule &saved) {
+                               return saved.installedPath == path
+                                   && saved.checksum == checksum(path);
+                           });
+    };
+    for (const QString &path :
+         installedCopies(session.kernelRelease, session.driver.compiledDriverName)) {
+        if (!isSaved(path) && QFile::remove(path))
+            session.frontend.note(
+                QStringLiteral("Removed %1, which the failed installation left.").arg(path));
+    }
+    session.compiler->restoreDriver();
+    for (const SavedModule &saved : qAsConst(session.savedModules)) {
+        if (checksum(saved.installedPath) != saved.checksum)
+            return saved.installedPath;
+        session.frontend.note(QStringLiteral("The earlier driver is back, byte for byte: %1")
+                                  .arg(saved.installedPath));
+    }
+    return QString();
+}
+
+}

@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_MODULES_H
+#define KESTRA_SETUP_MODULES_H
+
+#include "session.h"
+
+namespace Setup {
+
+/** Returns the checksum of a file's content, or nothing when it cannot be read. */
+QByteArray checksum(const QString &path);
+
+/** Returns what the library takes for installed copies of @p module. */
+QStringList installedCopies(const QString &kernelRelease, const QString &module);
+
+/**
+ * Makes room for a new backup. One of an earlier run is kept under another name: the library would
+ * neither replace it nor restore it.
+ */
+bool prepareBackupDirectory(Session &session);
+
+/** Returns where the backup of @p installedPath belongs. */
+QString backupPath(const QString &installedPath, const QString &kernelRelease);
+
+/**
+ * Brings the saved modules back, and lets nothing of a failed installation stay.
+ *
+ * @return the path of the first module that is not what it was, or an empty string
+ */
+QString restoreModules(Session &session);
+
+}
+
+#endif

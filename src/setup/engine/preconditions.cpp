@@ -1,0 +1,203 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "packages.h"
+#include "paths.h"
+#include "session.h"
+#include "stages.h"
+
+#include <kestra/connection/scriptmanager.h>
+
+#include <QDBusConnection>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Setup {
+
+namespace {
+
+using Problem = std::optional<Outcome>;
+
+Problem missing(const QString &what, const QString &nextStep)
+{
+    return Outcome::failed(ExitCode::Precondition, what, nextStep);
+}
+
+Problem checkRoot(Session &)
+{
+    if (::geteuid() == 0)
+        return std::nullopt;
+    return Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
+                           QStringLiteral("Start it with sudo, or from a root shell."));
+}
+
+Problem checkBus(Session &)
+{
+    if (QDBusConnection::systemBus().isConnected())
+        return std::nullopt;
+    return Outcome::failed(ExitCode::NoBus,
+                           QStringLiteral("The system message bus cannot be reached: %1.")
+                               .arg(QDBusConnection::systemBus().lastError().message()),
+                           QStringLiteral("Start the service dbus."));
+}
+
+struct Tool
+{
+    const char *program;
+    const char *package;
+    bool (*isNeeded)(const Session &);
+};
+
+bool buildsDriver(const Session &session) { return !session.settings.noDriver; }
+
+bool usesApt(const Session &session) { return session.packageManager == aptName(); }
+
+bool usesZypper(const Session &session) { return session.packageManager == zypperName(); }
+
+constexpr Tool tools[] = {
+    {"tar", "tar", buildsDriver},      {"make", "make", buildsDriver},
+    {"rm", "coreutils", buildsDriver}, {"dpkg", "dpkg", usesApt},
+    {"apt-get", "apt", usesApt},       {"apt-cache", "apt", usesApt},
+    {"zypper", "zypper", usesZypper},  {"rpm", "rpm", usesZypper},
+};
+
+Problem choosePackageManager(Session &session)
+{
+    if (session.settings.noPackages)
+        return std::nullopt;
+    session.packageManager = session.settings.packageManager;
+    if (session.packageManager.isEmpty())
+        session.packageManager = packageManagerOfSystem();
+    if (!session.packageManager.isEmpty())
+        return std::nullopt;
+    return missing(QStringLiteral("This distribution is unknown, and so are its package tools."),
+                   QStringLiteral("Name them with --package-manager, or use --no-packages."));
+}
+
+Problem checkTools(Session &session)
+{
+    for (const Tool &tool : tools) {
+        const QString program = QString::fromLatin1(tool.program);
+        if (tool.isNeeded(session) && QStandardPaths::findExecutable(program).isEmpty())
+            return missing(
+                QStringLiteral("The program %1 is not installed.").arg(program),
+                QStringLiteral("Install the package %1.").arg(QString::fromLatin1(tool.package)));
+    }
+    return std::nullopt;
+}
+
+Problem checkBundle(Session &session)
+{
+    QString &path = session.settings.driverBundle;
+    if (session.settings.noDriver)
+        return std::nullopt;
+    if (path.isEmpty())
+        path = session.frontend.askText(QStringLiteral("Driver bundle (a tar archive)"))
+                   .value_or(QString());
+    const QFileInfo bundle(path);
+    if (bundle.isFile() && bundle.isReadable())
+        return std::nullopt;
+    return Outcome::failed(ExitCode::Bundle,
+                           QStringLiteral("The driver bundle %1 does not exist or is not a "
+                                          "readable file.")
+                               .arg(bundle.filePath()),
+                           QStringLiteral("Give its path with --driver-bundle."));
+}
+
+Problem checkKernelHeaders(Session &session)
+{
+    const Settings &settings = session.settings;
+    if (settings.noDriver
+        || (!settings.compileArguments.isEmpty() && !settings.installArguments.isEmpty()))
+        return std::nullopt;
+    const QString headers = kernelHeaders(settings, session.kernelRelease);
+    if (QFileInfo(headers + QStringLiteral("/Makefile")).exists())
+        return std::nullopt;
+    return missing(
+        QStringLiteral("The headers of the kernel are not in %1.").arg(headers),
+        QStringLiteral("Install the package linux-headers-%1, or give the directory with "
+                       "--kernel-headers.")
+            .arg(session.kernelRelease));
+}
+
+/** The backup lies where anybody may create files, so it must be root's from the top down. */
+Problem checkBackupDirectory(Session &session)
+{
+    if (session.settings.noDriver)
+        return std::nullopt;
+    for (const QString &path : {backupRoot(), backupDirectory(session.kernelRelease)}) {
+        struct stat status;
+        if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
+            continue;
+        const bool isSafe = S_ISDIR(status.st_mode) && status.st_uid == 0
+            && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+        if (!isSafe)
+            return missing(QStringLiteral("%1 is no directory that only root can write to, so the "
+                                          "backup of the driver would not be safe there.")
+                               .arg(path),
+                           QStringLiteral("See who made it, then move it away."));
+    }
+    return std::nullopt;
+}
+
+Problem checkInitScript(Session &session)
+{
+    const QString script = initScriptSource(session.settings);
+    if (session.settings.noBoot || QFileInfo(script).isReadable())
+        return std::nullopt;
+    return missing(QStringLiteral("The init script %1 is missing.").arg(script),
+                   QStringLiteral("Install kestra-setup completely, or give --data-dir."));
+}
+
+Problem checkRunLevels(Session &session)
+{
+    if (session.settings.noBoot)
+        return std::nullopt;
+    ScriptManager scripts;
+    const QString base = scripts.getRcDir();
+    for (int level = 0; level <= 6; ++level) {
+        const QString directory = runLevelDirectory(base, level);
+        if (base.isEmpty() || !QFileInfo(directory).isDir())
+            return missing(
+                QStringLiteral("The run-level directory %1 does not exist.").arg(directory),
+                QStringLiteral("Install the distribution's support for init scripts, or "
+                               "use --no-boot."));
+    }
+    if (!QFileInfo(QStringLiteral("/etc/init.d")).isDir())
+        return missing(QStringLiteral("The directory /etc/init.d does not exist."),
+                       QStringLiteral("Use --no-boot."));
+    return std::nullopt;
+}
+
+Problem checkWritable(Session &)
+{
+    if (::access("/etc", W_OK) == 0)
+        return std::nullopt;
+    return missing(QStringLiteral("/etc cannot be written to: %1.").arg(qt_error_string()),
+                   QStringLiteral("Mount the file system for writing."));
+}
+
+// What needs no other answer first. Root comes first: the rest would fail in odder ways without.
+constexpr Problem (*checks[])(Session &) = {
+    checkRoot,       choosePackageManager, checkTools,
+    checkBundle,     checkKernelHeaders,   checkBackupDirectory,
+    checkInitScript, checkRunLevels,       checkWritable,
+    checkBus,
+};
+
+}
+
+Outcome checkSystem(Session &session)
+{
+    for (const auto check : checks) {
+        if (const Problem problem = check(session))
+            return *problem;
+    }
+    return Outcome::done();
+}
+
+}

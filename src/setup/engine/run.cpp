@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "run.h"
+
+#include "session.h"
+#include "stages.h"
+
+#include <vector>
+
+namespace Setup {
+
+namespace {
+
+using Condition = bool (*)(const Settings &);
+
+bool always(const Settings &) { return true; }
+
+bool withDriver(const Settings &settings) { return !settings.noDriver; }
+
+struct Stage
+{
+    const char *title;
+    Condition isWanted;
+    Outcome (*run)(Session &);
+};
+
+constexpr Stage stages[] = {
+    {"check what the set-up needs", always, checkSystem},
+    {"choose the provider", always, chooseProvider},
+    {"take user name and password", always, takeLogin},
+    {"find the modem", always, detectModem},
+    {"check the driver bundle", withDriver, checkDriver},
+    {"unpack the driver", withDriver, extractDriver},
+    {"patch the driver", withDriver, patchDriver},
+    {"compile the driver", withDriver, compileDriver},
+    {"back up the installed driver", withDriver, backupDriver},
+    {"install the driver", withDriver, installDriver},
+    {"install packages", [](const Settings &s) { return !s.noPackages; }, installPackages},
+    {"write the connection", always, writeConnection},
+    {"link the connection into the run levels", [](const Settings &s) { return !s.noBoot; },
+     linkBoot},
+    {"set the name servers", [](const Settings &s) { return !s.noNameServers; }, setNameServers},
+};
+
+std::vector<Stage> wantedStages(const Settings &settings)
+{
+    std::vector<Stage> wanted;
+    for (const Stage &stage : stages) {
+        if (stage.isWanted(settings))
+            wanted.push_back(stage);
+    }
+    return wanted;
+}
+
+}
+
+Result run(const Settings &settings, Frontend &frontend, const Cancellation &cancellation)
+{
+    Session session(settings, frontend, cancellation);
+    Result result;
+    const std::vector<Stage> wanted = wantedStages(settings);
+    for (std::size_t i = 0; i < wanted.size() && result.code() == ExitCode::Success; ++i) {
+        const QString title = QString::fromLatin1(wanted[i].title);
+        session.forgetToolLines();
+        frontend.stageStarted(int(i) + 1, int(wanted.size()), title);
+        const Outcome outcome =
+            cancellation.isRequested() ? Outcome::interrupted() : wanted[i].run(session);
+        session.output.sync();
+        frontend.stageEnded(outcome);
+        if (outcome.kind == Outcome::Failed)
+            result = {outcome, title, session.toolLines(), {}};
+    }
+    result.changes = session.changes;
+    return result;
+}
+
+}

@@ -1,0 +1,24 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_RUN_H
+#define KESTRA_SETUP_RUN_H
+
+#include "cancellation.h"
+#include "frontend.h"
+#include "outcome.h"
+#include "settings.h"
+
+namespace Setup {
+
+/**
+ * Sets a connection up, stage after stage, until one fails.
+ *
+ * Needs a QCoreApplication and runs in its thread. Nothing is changed before all questions are
+ * answered and all that can be checked has been checked.
+ */
+Result run(const Settings &settings, Frontend &frontend, const Cancellation &cancellation);
+
+}
+
+#endif

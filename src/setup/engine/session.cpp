@@ -1,0 +1,126 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "session.h"
+
+#include "processes.h"
+#include "text.h"
+
+#include <kestra/foundation/myprocess.h>
+#include <kestra/foundation/systeminfo.h>
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace Setup {
+
+namespace {
+
+constexpr int keptToolLines = 12;
+constexpr int pollInterval = 100; // ms
+constexpr int toolTimeLimit = 30 * 60 * 1000;
+
+}
+
+Session::Session(const Settings &settings, Frontend &frontend, const Cancellation &cancellation)
+    : settings(settings)
+    , frontend(frontend)
+    , cancellation(cancellation)
+    , output([this](LibraryOutput::Kind kind, const QString &line) { take(kind, line); })
+    , kernelRelease(Kestra::SystemInfo::getKernelRelease())
+{
+}
+
+void Session::changed(const QString &path, const QString &what)
+{
+    const auto known = std::find_if(changes.begin(), changes.end(),
+                                    [&path](const Change &change) { return change.path == path; });
+    if (known == changes.end())
+        changes.append({path, what});
+    else
+        known->what = what;
+}
+
+bool Session::pause(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    QSocketNotifier notifier(cancellation.descriptor(), QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &loop, &QEventLoop::quit);
+    loop.exec();
+    return !cancellation.isRequested();
+}
+
+void Session::take(LibraryOutput::Kind kind, const QString &line)
+{
+    if (kind == LibraryOutput::Message) {
+        frontend.libraryLine(line);
+        return;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(m_toolLinesMutex);
+        m_toolLines.append(line);
+        if (m_toolLines.size() > keptToolLines)
+            m_toolLines.removeFirst();
+    }
+    frontend.toolLine(line);
+}
+
+QStringList Session::toolLines()
+{
+    output.sync();
+    const std::lock_guard<std::mutex> lock(m_toolLinesMutex);
+    return m_toolLines;
+}
+
+void Session::forgetToolLines()
+{
+    output.sync();
+    const std::lock_guard<std::mutex> lock(m_toolLinesMutex);
+    m_toolLines.clear();
+}
+
+std::optional<QString> Session::waitForTools()
+{
+    QElapsedTimer time;
+    time.start();
+    QVector<Process> running = runningChildren();
+    if (!running.isEmpty())
+        frontend.waiting(QStringLiteral("%1 to end").arg(running.first().description()));
+    while (!running.isEmpty() && !time.hasExpired(toolTimeLimit)) {
+        // The tool's output must go on being read, or the tool would come to a halt.
+        QEventLoop loop;
+        QTimer::singleShot(pollInterval, &loop, &QEventLoop::quit);
+        loop.exec();
+        running = runningChildren();
+    }
+    if (running.isEmpty())
+        return std::nullopt;
+    return running.first().description();
+}
+
+std::optional<int> Session::runTool(const QString &program, const QStringList &arguments,
+                                    const QString &directory, QStringList *lines)
+{
+    MyProcess process(nullptr);
+    const auto takeLine = [this, lines](const QByteArray &line) {
+        if (lines)
+            lines->append(textFromBytes(line));
+        else
+            take(LibraryOutput::Tool, printable(textFromBytes(line)));
+    };
+    QObject::connect(&process, &MyProcess::lineAvailable, &process, takeLine);
+    process.setWorkingDirectory(directory);
+    process.start(program, arguments);
+    process.closeWriteChannel();
+    const bool ended = process.waitForFinished(toolTimeLimit);
+    if (!ended || process.exitStatus() != QProcess::NormalExit)
+        return std::nullopt;
+    return process.exitCode();
+}
+
+}

@@ -1,0 +1,116 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_SESSION_H
+#define KESTRA_SETUP_SESSION_H
+
+#include "cancellation.h"
+#include "frontend.h"
+#include "libraryoutput.h"
+#include "outcome.h"
+#include "settings.h"
+
+#include <kestra/modem/compiler.h>
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace Setup {
+
+/** The modem that was found. */
+struct Modem
+{
+    QString name;
+    QString driver;
+    QString driverVersion;
+};
+
+/** A module that the backup has taken out of the module tree. */
+struct SavedModule
+{
+    QString installedPath;
+    QString backupPath;
+    QByteArray checksum;
+};
+
+/** The parameters of the line, from the provider database. */
+struct Line
+{
+    QString country;
+    QString service;
+    int vpi = 0;
+    int vci = 0;
+    QString protocol; ///< pppoe or pppoa
+    QString encapsulation; ///< llc or vc
+    QStringList nameServers;
+};
+
+/** What the stages of a run share: the wishes, the way to the user, and what was found so far. */
+class Session
+{
+    // Used by the thread of the output, which must end first.
+    std::mutex m_toolLinesMutex;
+    QStringList m_toolLines;
+
+public:
+    Session(const Settings &settings, Frontend &frontend, const Cancellation &cancellation);
+
+    Settings settings; ///< with the answers to questions filled in
+    Frontend &frontend;
+    const Cancellation &cancellation;
+    LibraryOutput output;
+
+    const QString kernelRelease;
+    QString packageManager;
+    Modem modem;
+    Line line;
+    QString user;
+    QString password;
+
+    Compiler::ModemDriver driver;
+    std::unique_ptr<Compiler> compiler;
+    QByteArray builtChecksum;
+    QVector<SavedModule> savedModules;
+
+    QVector<Change> changes;
+
+    /** Remembers what became of @p path; the last word counts. */
+    void changed(const QString &path, const QString &what);
+
+    /** Lets events be handled for @p milliseconds. Returns false when the run is to stop. */
+    bool pause(int milliseconds);
+
+    /** Returns the last lines of the tools since the last call of forgetToolLines(). */
+    QStringList toolLines();
+    void forgetToolLines();
+
+    /**
+     * Waits for tools that outran the library's own wait.
+     *
+     * A wish to stop has to wait, too: what a tool does is not to be left half done.
+     *
+     * @return the first tool that still ran when the time was up
+     */
+    std::optional<QString> waitForTools();
+
+    /**
+     * Runs a tool of our own. Its lines go the way of all tool lines, or into @p lines.
+     *
+     * @return the exit code; nothing when it could not be started or ran for too long
+     */
+    std::optional<int> runTool(const QString &program, const QStringList &arguments,
+                               const QString &directory, QStringList *lines = nullptr);
+
+private:
+    void take(LibraryOutput::Kind kind, const QString &line);
+};
+
+}
+
+#endif

@@ -1,0 +1,43 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_STAGES_H
+#define KESTRA_SETUP_STAGES_H
+
+#include "outcome.h"
+
+namespace Setup {
+
+class Session;
+
+// preconditions.cpp
+Outcome checkSystem(Session &session);
+
+// provider.cpp
+Outcome chooseProvider(Session &session);
+
+// login.cpp
+Outcome takeLogin(Session &session);
+
+// detect.cpp
+Outcome detectModem(Session &session);
+
+// driver.cpp, in this order
+Outcome checkDriver(Session &session);
+Outcome extractDriver(Session &session);
+Outcome patchDriver(Session &session);
+Outcome compileDriver(Session &session);
+Outcome backupDriver(Session &session);
+Outcome installDriver(Session &session);
+
+// packages.cpp
+Outcome installPackages(Session &session);
+
+// connection.cpp
+Outcome writeConnection(Session &session);
+Outcome linkBoot(Session &session);
+Outcome setNameServers(Session &session);
+
+}
+
+#endif

@@ -1,0 +1,60 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "engine/run.h"
+#include "options.h"
+#include "terminal/interrupt.h"
+#include "terminal/terminal.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+namespace {
+
+using namespace Setup;
+
+int end(FILE *stream, const QString &text, ExitCode code)
+{
+    fputs(text.toLocal8Bit().constData(), stream);
+    return int(code);
+}
+
+int usageError(const QString &sentence)
+{
+    return end(stderr, QStringLiteral("kestra-setup: %1 See kestra-setup --help.\n").arg(sentence),
+               ExitCode::Usage);
+}
+
+int setUp(const Options &options, const Cancellation &cancellation)
+{
+    Terminal terminal({options.verbose, options.unattended}, cancellation);
+    if (!options.logFile.isEmpty()) {
+        const QString problem = terminal.openLog(options.logFile);
+        if (!problem.isEmpty())
+            return usageError(problem);
+    }
+    const Result result = run(options, terminal, cancellation);
+    terminal.report(result);
+    return int(result.code());
+}
+
+}
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("kestra-setup"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(KESTRA_VERSION));
+
+    const Options options = parseOptions(QCoreApplication::arguments());
+    if (!options.error.isEmpty())
+        return usageError(options.error);
+    if (options.help)
+        return end(stdout, helpText(), ExitCode::Success);
+    if (options.version)
+        return end(stdout,
+                   QStringLiteral("kestra-setup %1\n").arg(application.applicationVersion()),
+                   ExitCode::Success);
+    return setUp(options, Cancellation(watchInterrupts()));
+}

@@ -1,0 +1,290 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "options.h"
+
+#include "engine/exitcodes.h"
+#include "engine/text.h"
+
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <variant>
+
+namespace Setup {
+
+namespace {
+
+using Flag = bool Options::*;
+using Text = QString Options::*;
+
+/** A path is meant relative to where the program was started. */
+struct Path
+{
+    QString Options::*member;
+};
+
+struct Number
+{
+    int Options::*member;
+    int lowest;
+    int highest;
+};
+
+/** An option is a flag, or takes the value that it is described with. */
+struct Row
+{
+    const char *name;
+    const char *value;
+    const char *usual;
+    const char *description;
+    std::variant<Flag, Text, Path, Number> target;
+};
+
+constexpr int day = 24 * 60 * 60;
+
+const Row rows[] = {
+    {"help", "", "", "Show this help.", &Options::help},
+    {"version", "", "", "Show the version.", &Options::version},
+    {"verbose", "", "", "Show all output of the tools.", &Options::verbose},
+    {"log", "FILE", "", "Write all output to FILE, too.", Path {&Options::logFile}},
+    {"unattended", "", "", "Ask nothing; all answers come from options.", &Options::unattended},
+    {"data-dir", "DIR", KESTRA_DATA_DIR, "Where the files of kestra-setup are.",
+     Path {&Options::dataDirectory}},
+
+    {"modem-timeout", "SECONDS", "0", "How long to wait for a modem; 0 is for ever.",
+     Number {&Options::modemTimeout, 0, day}},
+
+    {"no-driver", "", "", "Build and install no driver.", &Options::noDriver},
+    {"driver-bundle", "FILE", "", "The sources of the driver, a tar archive.",
+     Path {&Options::driverBundle}},
+    {"extraction-path", "DIR", "/usr/src/kestra", "Where to unpack the bundle.",
+     Path {&Options::extractionPath}},
+    {"driver-tree", "DIR", "", "The directory that the bundle unpacks into.",
+     Path {&Options::driverTree}},
+    {"module", "NAME", "", "The module that is built (default: the driver's name and .ko).",
+     &Options::module},
+    {"kernel-headers", "DIR", "", "The kernel to build for (default: /lib/modules/RELEASE/build).",
+     Path {&Options::kernelHeaders}},
+    {"compile-arguments", "LIST", "", "What make gets to build (default: \"all, KDIR=DIR\").",
+     &Options::compileArguments},
+    {"install-arguments", "LIST", "", "What make gets to install (default: \"install, KDIR=DIR\").",
+     &Options::installArguments},
+    {"make-environment", "LIST", "", "Variables for make (\"NAME=value, NAME=value\").",
+     &Options::makeEnvironment},
+
+    {"no-packages", "", "", "Install no packages.", &Options::noPackages},
+    {"packages", "LIST", "", "The packages to install (default: what the protocol needs).",
+     &Options::packages},
+    {"package-manager", "NAME", "", "apt or zypper (default: that of the distribution).",
+     &Options::packageManager},
+    {"lock-timeout", "SECONDS", "300", "How long to wait for another program's package run.",
+     Number {&Options::lockTimeout, 0, day}},
+
+    {"providers", "FILE", "",
+     "The provider database (default: services.xml in the data directory).",
+     Path {&Options::providers}},
+    {"country", "NAME", "", "The country of the provider.", &Options::country},
+    {"service", "NAME", "", "The service of the provider.", &Options::service},
+
+    {"user", "NAME", "", "The user name that the provider has given.", &Options::user},
+    {"password-file", "FILE", "", "Read the password from FILE, which only its owner may read.",
+     Path {&Options::passwordFile}},
+    {"password-stdin", "", "", "Read the password from standard input.",
+     &Options::passwordFromInput},
+
+    {"no-boot", "", "", "Do not start the connection at boot.", &Options::noBoot},
+    {"sequence", "N", "20", "The sequence number of the boot links.",
+     Number {&Options::sequence, 0, 99}},
+
+    {"no-dns", "", "", "Leave the name servers alone.", &Options::noNameServers},
+};
+
+QString name(const Row &row) { return QString::fromLatin1(row.name); }
+
+QString optionName(const char *name) { return QStringLiteral("--") + QString::fromLatin1(name); }
+
+void describe(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(
+        QStringLiteral("Sets up a connection over a USB ADSL modem. Asks for what no option tells; "
+                       "the password is never an option."));
+    for (const Row &row : rows) {
+        QCommandLineOption option(name(row), QString::fromLatin1(row.description),
+                                  QString::fromLatin1(row.value));
+        if (*row.usual)
+            option.setDefaultValue(QString::fromLatin1(row.usual));
+        parser.addOption(option);
+    }
+}
+
+/** Puts values where the table says; returns what is wrong. */
+struct Store
+{
+    Options &options;
+    const QString name;
+    const QString value;
+    const bool isGiven;
+
+    QString operator()(Flag member) const
+    {
+        options.*member = isGiven;
+        return QString();
+    }
+
+    QString operator()(Text member) const
+    {
+        options.*member = value;
+        return emptyValue();
+    }
+
+    QString operator()(const Path &path) const
+    {
+        options.*path.member = value.isEmpty() ? value : QFileInfo(value).absoluteFilePath();
+        return emptyValue();
+    }
+
+    QString operator()(const Number &number) const
+    {
+        bool isNumber = false;
+        const int given = value.toInt(&isNumber);
+        options.*number.member = given;
+        if (isNumber && given >= number.lowest && given <= number.highest)
+            return QString();
+        return QStringLiteral("--%1 must be a number from %2 to %3, not \"%4\".")
+            .arg(name)
+            .arg(number.lowest)
+            .arg(number.highest)
+            .arg(value);
+    }
+
+    QString emptyValue() const
+    {
+        return isGiven && value.isEmpty() ? QStringLiteral("--%1 must not be empty.").arg(name)
+                                          : QString();
+    }
+};
+
+struct Requirement
+{
+    const char *name;
+    bool (*isMet)(const Options &);
+};
+
+// What nobody can be asked for in an unattended run.
+const Requirement requirements[] = {
+    {"driver-bundle", [](const Options &o) { return o.noDriver || !o.driverBundle.isEmpty(); }},
+    {"country", [](const Options &o) { return !o.country.isEmpty(); }},
+    {"service", [](const Options &o) { return !o.service.isEmpty(); }},
+    {"user", [](const Options &o) { return !o.user.isEmpty(); }},
+    {"password-file",
+     [](const Options &o) { return o.passwordFromInput || !o.passwordFile.isEmpty(); }},
+};
+
+QString firstUnmet(const Options &options)
+{
+    if (!options.unattended)
+        return QString();
+    for (const Requirement &requirement : requirements) {
+        if (!requirement.isMet(options))
+            return QStringLiteral("%1 is needed with --unattended.")
+                .arg(optionName(requirement.name));
+    }
+    return QString();
+}
+
+struct Contradiction
+{
+    bool (*holds)(const Options &);
+    const char *sentence;
+};
+
+bool isPackageName(const QString &text)
+{
+    static const QRegularExpression pattern(QStringLiteral("\\A[A-Za-z0-9][A-Za-z0-9+._:-]*\\z"));
+    return pattern.match(text).hasMatch();
+}
+
+bool areAllPackageNames(const QString &list)
+{
+    const QStringList names = splitNames(list);
+    return std::all_of(names.cbegin(), names.cend(), isPackageName);
+}
+
+const Contradiction contradictions[] = {
+    {[](const Options &o) { return o.passwordFromInput && !o.passwordFile.isEmpty(); },
+     "--password-file and --password-stdin exclude each other."},
+    {[](const Options &o) { return o.passwordFromInput && !o.unattended; },
+     "--password-stdin needs --unattended: standard input cannot hold answers, too."},
+    {[](const Options &o) {
+         return !o.packageManager.isEmpty() && o.packageManager != QLatin1String("apt")
+             && o.packageManager != QLatin1String("zypper");
+     },
+     "--package-manager must be apt or zypper."},
+    {[](const Options &o) { return !areAllPackageNames(o.packages); },
+     "--packages holds something that is no name of a package."},
+    {[](const Options &o) { return !o.packages.isEmpty() && splitNames(o.packages).isEmpty(); },
+     "--packages names no package; use --no-packages to install none."},
+    {[](const Options &o) { return o.module.contains(QLatin1Char('/')); },
+     "--module must be the name of a file, not a path."},
+    {[](const Options &o) { return o.kernelHeaders.contains(QLatin1String(", ")); },
+     "--kernel-headers must not hold a comma and a blank."},
+    {[](const Options &o) { return o.extractionPath.contains(QLatin1String(", ")); },
+     "--extraction-path must not hold a comma and a blank."},
+};
+
+QString firstContradiction(const Options &options)
+{
+    for (const Contradiction &contradiction : contradictions) {
+        if (contradiction.holds(options))
+            return QString::fromLatin1(contradiction.sentence);
+    }
+    return QString();
+}
+
+QString oneSentence(QString text)
+{
+    text = text.section(QLatin1Char('\n'), 0, 0);
+    return text.endsWith(QLatin1Char('.')) ? text : text + QLatin1Char('.');
+}
+
+QString readInto(Options &options, const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    describe(parser);
+    if (!parser.parse(arguments))
+        return oneSentence(parser.errorText());
+    for (const Row &row : rows) {
+        const QString problem =
+            std::visit(Store {options, name(row), parser.value(name(row)), parser.isSet(name(row))},
+                       row.target);
+        if (!problem.isEmpty())
+            return problem;
+    }
+    if (options.help || options.version)
+        return QString();
+    if (!parser.positionalArguments().isEmpty())
+        return QStringLiteral("The argument \"%1\" is not understood.")
+            .arg(parser.positionalArguments().constFirst());
+    const QString problem = firstContradiction(options);
+    return problem.isEmpty() ? firstUnmet(options) : problem;
+}
+
+}
+
+Options parseOptions(const QStringList &arguments)
+{
+    Options options;
+    options.error = readInto(options, arguments);
+    return options;
+}
+
+QString helpText()
+{
+    QCommandLineParser parser;
+    describe(parser);
+    return parser.helpText() + QStringLiteral("\nExit codes:\n") + exitCodesText();
+}
+
+}

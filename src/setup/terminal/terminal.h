@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_TERMINAL_H
+#define KESTRA_SETUP_TERMINAL_H
+
+#include "engine/cancellation.h"
+#include "engine/frontend.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace Setup {
+
+/**
+ * The user interface on a terminal, or on whatever standard input and output are.
+ *
+ * On a terminal the line of the running stage is rewritten with the time it has taken and the last
+ * line of its tool. Elsewhere each stage is one line.
+ */
+class Terminal : public Frontend
+{
+public:
+    struct Style
+    {
+        bool verbose = false;
+        bool unattended = false;
+    };
+
+    /** Goes on using the present standard output when the process's own is diverted later. */
+    Terminal(Style style, const Cancellation &cancellation);
+    ~Terminal() override;
+
+    /** Writes all output to @p path, too. Returns what is wrong, or an empty string. */
+    QString openLog(const QString &path);
+
+    /** Tells how the run ended. */
+    void report(const Result &result);
+
+    void stageStarted(int number, int count, const QString &title) override;
+    void stageEnded(const Outcome &outcome) override;
+    void note(const QString &text) override;
+    void waiting(const QString &forWhat) override;
+    void toolLine(const QString &line) override;
+    void libraryLine(const QString &line) override;
+    std::optional<QString> askText(const QString &question) override;
+    std::optional<QString> askSecret(const QString &question) override;
+    std::optional<QString> choose(const QString &question, const QStringList &names,
+                                  const QString &hint) override;
+
+private:
+    enum State {
+        Idle, ///< no stage runs
+        Open, ///< the line of the stage is the last on the screen, and not ended
+        Broken, ///< other lines have come after it
+        Asking ///< a question is the last on the screen
+    };
+
+    bool isWorking() const { return m_state == Open || m_state == Broken; }
+
+    QString elapsed() const;
+    void writeLine(const QString &text);
+    void writeErrorLine(const QString &text);
+    void breakStageLine();
+    void beginQuestion();
+    void drawProgress();
+    void tick();
+    void log(const QString &text);
+    std::optional<QByteArray> readLine();
+    QStringList offer(const QStringList &matches, const QString &answer, const QStringList &names);
+
+    const Style m_style;
+    const Cancellation &m_cancellation;
+    const int m_screen;
+    const bool m_isTerminal;
+    QFile m_log;
+    QByteArray m_input;
+
+    std::mutex m_mutex; ///< for all below
+    State m_state = Idle;
+    QString m_stageLine;
+    QString m_activity;
+    QElapsedTimer m_stageTime;
+    bool m_interruptTold = false;
+    bool m_isEnding = false;
+    std::condition_variable m_ending;
+    std::thread m_ticker;
+};
+
+}
+
+#endif
