@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <filesystem>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -89,11 +91,10 @@ QStringList listTree(const QString &path)
 
 void remove(const QString &path)
 {
-    const QFileInfo info(path);
-    if (info.isDir() && !info.isSymLink())
-        check(QDir(path).removeRecursively(), "remove", path);
-    else if (exists(path))
-        check(QFile::remove(path), "remove", path);
+    // Not QDir's way: it passes names by that are no text in the current locale.
+    std::error_code error;
+    std::filesystem::remove_all(QFile::encodeName(path).constData(), error);
+    check(!error, "remove", path);
 }
 
 QString helperProgram(const char *name)

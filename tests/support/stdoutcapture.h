@@ -6,16 +6,19 @@
 
 #include <QByteArray>
 
+#include <cstdio>
+
 namespace KestraTest {
 
 /**
- * Diverts standard output, also that of children, while it exists. Take the bytes before a check
- * that may fail, or in a scope of its own: Qt Test reports failures on standard output, too.
+ * Diverts standard output, also that of children, while it exists; or standard error, if told so.
+ * Take the bytes before a check that may fail, or in a scope of its own: Qt Test reports failures
+ * on standard output, too.
  */
 class StdoutCapture
 {
 public:
-    StdoutCapture();
+    explicit StdoutCapture(FILE *stream = stdout);
     ~StdoutCapture();
     Q_DISABLE_COPY(StdoutCapture)
 
@@ -23,6 +26,7 @@ public:
     QByteArray take();
 
 private:
+    FILE *m_stream;
     int m_originalFd;
     int m_fileFd;
 };
