@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <variant>
 
 namespace Setup {
@@ -206,6 +207,12 @@ bool isPackageName(const QString &text)
     return pattern.match(text).hasMatch();
 }
 
+bool isFileName(const QString &text)
+{
+    static const QRegularExpression pattern(QStringLiteral("\\A[A-Za-z0-9][A-Za-z0-9._-]*\\z"));
+    return pattern.match(text).hasMatch();
+}
+
 bool areAllPackageNames(const QString &list)
 {
     const QStringList names = splitNames(list);
@@ -226,8 +233,8 @@ const Contradiction contradictions[] = {
      "--packages holds something that is no name of a package."},
     {[](const Options &o) { return !o.packages.isEmpty() && splitNames(o.packages).isEmpty(); },
      "--packages names no package; use --no-packages to install none."},
-    {[](const Options &o) { return o.module.contains(QLatin1Char('/')); },
-     "--module must be the name of a file, not a path."},
+    {[](const Options &o) { return !o.module.isEmpty() && !isFileName(o.module); },
+     "--module must be the file name of a kernel module."},
     {[](const Options &o) { return o.kernelHeaders.contains(QLatin1String(", ")); },
      "--kernel-headers must not hold a comma and a blank."},
     {[](const Options &o) { return o.extractionPath.contains(QLatin1String(", ")); },

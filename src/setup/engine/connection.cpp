@@ -39,6 +39,16 @@ QString peerName(const Session &session)
     return usesUnicorn(session) ? QStringLiteral("kestra_unicorn") : QStringLiteral("kestra");
 }
 
+QString moduleName(const Session &session)
+{
+    QString name =
+        session.settings.module.isEmpty() ? session.modem.driver : session.settings.module;
+    const QString suffix = QStringLiteral(".ko");
+    if (name.endsWith(suffix))
+        name.chop(suffix.size());
+    return name;
+}
+
 QString peerFile(const Session &session)
 {
     return peerDirectory + QLatin1Char('/') + peerName(session);
@@ -81,6 +91,7 @@ bool writeConnectionFile(const Session &session)
     const QStringList lines = {
         QStringLiteral("# Written by kestra-setup, read by %1.").arg(initScript()),
         QStringLiteral("DRIVER=%1").arg(session.modem.driver),
+        QStringLiteral("MODULE=%1").arg(moduleName(session)),
         QStringLiteral("PEER=%1").arg(peerName(session)),
         QStringLiteral("PROTOCOL=%1").arg(session.line.protocol),
         QStringLiteral("VPI=%1").arg(session.line.vpi),

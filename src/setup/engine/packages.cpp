@@ -16,6 +16,7 @@
 
 #include <QElapsedTimer>
 #include <QRegularExpression>
+#include <QStandardPaths>
 #include <QThread>
 
 #include <memory>
@@ -36,6 +37,17 @@ constexpr Distribution distributions[] = {
     {"Debian", "apt"},
     {"Ubuntu", "apt"},
     {"SuSE", "zypper"},
+};
+
+struct Tool
+{
+    const char *program;
+    const char *manager;
+};
+
+constexpr Tool managerTools[] = {
+    {"apt-get", "apt"},
+    {"zypper", "zypper"},
 };
 
 struct Need
@@ -218,6 +230,11 @@ QString packageManagerOfSystem()
     for (const Distribution &distribution : distributions) {
         if (system == QLatin1String(distribution.name))
             return QString::fromLatin1(distribution.manager);
+    }
+    // The library does not know the releases of today; their tools tell as much.
+    for (const Tool &tool : managerTools) {
+        if (!QStandardPaths::findExecutable(QString::fromLatin1(tool.program)).isEmpty())
+            return QString::fromLatin1(tool.manager);
     }
     return QString();
 }

@@ -9,6 +9,7 @@
 #include <kestra/connection/scriptmanager.h>
 
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
