@@ -97,8 +97,10 @@ bool Apt::getArePackagesAvailable(QStringList const &packages)
         m_packagesAvailable = false;
         if (!debug)
             return false;
+        // The dot of QRegExp matches line ends too.
+        const QString package = m_unableRegExp.cap(1).section(QLatin1Char('\n'), 0, 0);
         debugLine("Apt::debugAptCache: package %s is unavailable.\n",
-                  m_unableRegExp.cap(1).toLocal8Bit().constData());
+                  package.toLocal8Bit().constData());
     }
     debugLine("Apt::getArePackagesAvailable(): returning %s\n",
               m_packagesAvailable ? "true" : "false");
