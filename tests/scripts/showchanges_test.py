@@ -149,11 +149,17 @@ class Complete(Trees):
             "added    /etc/copy (mode 0644)", "    + 1 bytes, sha256 6e340b9cffb3"
         )
 
-    def test_long_text(self):
-        self.put(self.after, "opt/log", "".join(f"{n}\n" for n in range(100)))
+    def test_long_texts(self):
+        self.put(self.before, "opt/a", "".join(f"{n}\n" for n in range(60)))
+        self.put(self.before, "opt/b", "".join(f"{n}\n" for n in range(61)))
+        self.put(self.after, "opt/b", "b\n")
         lines = self.show("--complete")
-        self.assertEqual(len(lines), 62)
-        self.assertEqual(lines[-1], "    ... 43 more lines")
+        first, second = lines.index("removed  /opt/a"), lines.index("changed  /opt/b (mode 0644)")
+        self.assertEqual(lines[first + 4 : second], [f"    -{n}" for n in range(60)])
+        self.assertEqual(
+            lines[second + 4 :],
+            [*(f"    -{n}" for n in range(12)), "    -... 49 more lines", "    +b"],
+        )
 
     def test_packages(self):
         database = "Package: {}\nStatus: install ok installed\nVersion: {}\n\n"
