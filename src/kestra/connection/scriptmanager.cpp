@@ -81,6 +81,11 @@ QStringList ethernetLines(const QString &interface, const QString &user)
             QStringLiteral("nic-") + interface, userLine(user)};
 }
 
+bool isOpenToOthers(const struct stat &status)
+{
+    return (status.st_mode & (S_IRWXG | S_IRWXO)) || status.st_uid != geteuid();
+}
+
 /**
  * Opens a file that is about to hold a password, so that nobody else can read it from now on.
  *
@@ -88,17 +93,16 @@ QStringList ethernetLines(const QString &interface, const QString &user)
  */
 bool openSecret(QFile &file)
 {
-    const QByteArray path = QFile::encodeName(file.fileName());
-    constexpr mode_t others = S_IRWXG | S_IRWXO;
+    const QString target = QFileInfo(file.fileName()).canonicalFilePath(); // of a link
+    const QByteArray path = QFile::encodeName(target.isEmpty() ? file.fileName() : target);
     struct stat status;
-    if (lstat(path.constData(), &status) == 0 && S_ISREG(status.st_mode)
-        && (status.st_mode & others))
+    if (lstat(path.constData(), &status) == 0 && S_ISREG(status.st_mode) && isOpenToOthers(status))
         unlink(path.constData());
 
     const int fd = open(path.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (fd < 0)
         return false;
-    if (fstat(fd, &status) == 0 && (status.st_mode & others))
+    if (fstat(fd, &status) == 0 && isOpenToOthers(status))
         fchmod(fd, status.st_mode & S_IRWXU);
     if (ftruncate(fd, 0) == 0 && file.open(fd, QIODevice::WriteOnly, QFile::AutoCloseHandle))
         return true;
