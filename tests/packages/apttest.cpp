@@ -175,6 +175,8 @@ private Q_SLOTS:
 
 void AptTest::init()
 {
+    if (QByteArray(QTest::currentTestFunction()).startsWith("real") && !systemIsWritable())
+        QSKIP("real package managers need a system that can be written to: run as root");
     remove(discDirectory);
     makeDirectory(discDirectory);
 }

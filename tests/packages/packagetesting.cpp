@@ -8,6 +8,7 @@
 
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTemporaryFile>
 
 #include <algorithm>
 
@@ -63,6 +64,12 @@ QByteArrayList englishEnvironment()
 bool isInstalled(const char *program)
 {
     return !QStandardPaths::findExecutable(QString::fromLatin1(program)).isEmpty();
+}
+
+bool systemIsWritable()
+{
+    return QTemporaryFile("/var/lib/kestra-XXXXXX"_s).open()
+        && QTemporaryFile("/usr/kestra-XXXXXX"_s).open();
 }
 
 QByteArray runTool(const QString &program, const QStringList &arguments,

@@ -49,6 +49,9 @@ QByteArrayList sorted(QByteArrayList list);
 /** Whether there is such a program in PATH. */
 bool isInstalled(const char *program);
 
+/** Whether real package managers can work here; not so in a user namespace. */
+bool systemIsWritable();
+
 /** Runs a real tool with English messages, to prepare or to check something; returns its output.
  * One that fails ends the test program.
  */
