@@ -248,7 +248,8 @@ void DnsManagerTest::invalidAddressIsRemoved_data()
                                 "1.2.3.4\nsearch x",
                                 "nameserver 1.2.3.4",
                                 "1a2a3a4"})
-        QTest::newRow(QByteArray(address).replace('\n', "\\n")) << QString::fromLatin1(address);
+        QTest::newRow(QByteArray(address).replace('\n', "\\n").constData())
+            << QString::fromLatin1(address);
     QTest::newRow("full-width digits") << QString::fromUtf8("\uff11.\uff12.\uff13.\uff14");
     QTest::newRow("null") << QString();
     QTest::newRow("zero character") << "1.2.3.4"_s + QChar();
