@@ -7,9 +7,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPair>
 #include <QSet>
 
-#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -49,8 +49,8 @@ std::vector<Entry> list(const QString &directory, int filter, std::error_code &e
     for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
         std::error_code ignored;
         const char *const path = entry->path().c_str();
-        const char *const nativeName = path + entry->path().native().rfind('/') + 1;
-        if ((filter & Visible) && *nativeName == '.')
+        const char *const nativeName = path + entry->path().native().rfind('/'); // with the slash
+        if ((filter & Visible) && nativeName[1] == '.')
             continue;
         const bool isLink = entry->is_symlink(ignored);
         if (isLink && !(filter & FollowLinks))
@@ -61,9 +61,10 @@ std::vector<Entry> list(const QString &directory, int filter, std::error_code &e
             continue;
         if (isFile && (filter & ReadableFiles) && access(path, R_OK) != 0)
             continue;
+        // A byte order mark in front of the text would get lost, hence the slash.
         const QString name = QFile::decodeName(nativeName);
         if (QFile::encodeName(name) == nativeName) // what Qt cannot name, nobody could open
-            entries.push_back({name, isDirectory});
+            entries.push_back({name.mid(1), isDirectory});
     }
     return entries;
 }
@@ -117,35 +118,41 @@ void collectFiles(const QString &directory, const QSet<QString> &known, QStringL
     }
 }
 
-using DirectoryId = std::pair<dev_t, ino_t>;
+using DirectoryIds = QSet<QPair<quint64, quint64>>;
 
-/** Searches below a directory; a link back to one of the ancestors is not followed. */
-void search(const QString &directory, const QString &name, std::vector<DirectoryId> &ancestors,
-            QString &result)
+/**
+ * Searches below a directory and returns whether the file was found there.
+ *
+ * Directories in @p closed are left out: those that are being searched, to which a link may lead
+ * back, and those that were searched in vain, where a second link would lead to nothing new.
+ */
+bool search(const QString &directory, const QString &name, DirectoryIds &closed, QString &result)
 {
     struct stat status;
     if (stat(QFile::encodeName(directory).constData(), &status) != 0 || !S_ISDIR(status.st_mode))
-        return;
-    const DirectoryId id(status.st_dev, status.st_ino);
-    if (std::find(ancestors.begin(), ancestors.end(), id) != ancestors.end())
-        return;
+        return false;
+    const auto id = qMakePair(quint64(status.st_dev), quint64(status.st_ino));
+    if (closed.contains(id))
+        return false;
 
     const std::vector<Entry> entries = list(directory, Visible | FollowLinks);
     const QString absolutePath = QDir(directory).absolutePath();
-    const bool found = std::any_of(entries.begin(), entries.end(), [&name](const Entry &entry) {
-        return !entry.isDirectory && entry.name == name;
-    });
-    if (found) {
-        qDebug() << "Found matching file:" << name;
-        result = joined(absolutePath, name);
-        return;
+    for (const Entry &entry : entries) {
+        if (!entry.isDirectory && entry.name == name) {
+            qDebug() << "Found matching file:" << name;
+            result = joined(absolutePath, name);
+            return true;
+        }
     }
-    ancestors.push_back(id);
+    closed.insert(id);
+    bool found = false;
     for (const Entry &entry : entries) {
         if (entry.isDirectory)
-            search(joined(absolutePath, entry.name), name, ancestors, result);
+            found |= search(joined(absolutePath, entry.name), name, closed, result);
     }
-    ancestors.pop_back();
+    if (found)
+        closed.remove(id);
+    return found;
 }
 
 template<typename List>
@@ -192,8 +199,8 @@ void FileManager::findFiles(QString directory, const QRegExp &pattern, QStringLi
 void FileManager::findFile(QString directory, const QString &name, QString &result)
 {
     // An empty name stands for the current directory, as it does for QDir.
-    std::vector<DirectoryId> ancestors;
-    search(QDir(directory).path(), name, ancestors, result);
+    DirectoryIds closed;
+    search(QDir(directory).path(), name, closed, result);
 }
 
 void FileManager::copyFile(const QString &source, const QString &destinationDirectory)
