@@ -84,7 +84,7 @@ bool addToIndex(const QString &directory, QStringList &index)
 {
     std::error_code error;
     const std::vector<Entry> entries = list(directory, ReadableFiles, error);
-    if (error && !QFile::exists(directory))
+    if (error == std::errc::no_such_file_or_directory)
         return false;
 
     const QString prefix =
