@@ -57,8 +57,9 @@ Apt::Apt(QThread *thread)
          std::initializer_list<QProcess *> {m_cdromProcess, m_installProcess, m_cacheProcess})
         process->setEnvironment(environment);
 
+    // Called in the thread that waits for the tool, so that all lines are there when it has ended.
     for (MyProcess *process : {m_cdromProcess, m_installProcess})
-        connect(process, &MyProcess::lineAvailable, this, &Apt::debugProcess);
+        connect(process, &MyProcess::lineAvailable, this, &Apt::debugProcess, Qt::DirectConnection);
     // Neither side of this connection exists: Qt refuses it with a warning, which is part of what
     // the constructor writes. The availability query reads what apt-cache said when it has ended.
     connect(m_cacheProcess, SIGNAL(lineAvailable(QByteArray)), this,

@@ -51,7 +51,9 @@ Zypper::Zypper(QThread *thread)
             process->moveToThread(thread);
         process->setEnvironment(environment);
     }
-    connect(m_installProcess, &MyProcess::lineAvailable, this, &Zypper::debugProcess);
+    // Called in the thread that waits for the tool, so that all lines are there when it has ended.
+    connect(m_installProcess, &MyProcess::lineAvailable, this, &Zypper::debugProcess,
+            Qt::DirectConnection);
 }
 
 Zypper::~Zypper()
@@ -68,7 +70,8 @@ QList<ZypperRepo> Zypper::getRepos()
     // The command line is not cleared, nor are the rows: both grow with each call.
     m_reposProcess->addArgument(program);
     m_reposProcess->addArgument(QStringLiteral("repos"));
-    connect(m_reposProcess, &MyProcess::lineAvailable, this, &Zypper::debugZyppRepos);
+    connect(m_reposProcess, &MyProcess::lineAvailable, this, &Zypper::debugZyppRepos,
+            Qt::DirectConnection);
     m_reposProcess->start();
     m_reposProcess->waitForFinished(queryTimeout);
     disconnect(m_reposProcess, &MyProcess::lineAvailable, this, &Zypper::debugZyppRepos);
