@@ -11,6 +11,7 @@
 #include <kestra/media/mediamanager.h>
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusInterface>
 #include <QDBusMessage>
 #include <QDebug>
@@ -48,9 +49,16 @@ QStringList toStrings(const QList<Volume> &volumes)
     return result;
 }
 
+/** Waits until the bus has read the subscriptions of the managers: it answers in order. */
+void waitForSubscriptions()
+{
+    QDBusConnection::systemBus().interface()->isServiceRegistered("org.freedesktop.DBus"_s);
+}
+
 /** Writes each signal of a manager to the Qt debug stream, where it stands among the messages. */
 void logSignals(MediaManager &manager)
 {
+    waitForSubscriptions();
     QObject::connect(&manager, QOverload<QString, QString, QString>::of(&MediaManager::volumeAdded),
                      [](const QString &blockDev, const QString &label, const QString &device) {
                          qDebug().noquote() << "signal volumeAdded" << blockDev << label << device;
@@ -411,6 +419,7 @@ void MediaManagerTest::bothPropertiesAreReadBeforeEitherIsTested()
     const QStringList both = {"block.device"_s, "volume.label"_s};
     QCOMPARE(names(hal.calls("GetProperty"_s)), both);
     hal.clearCalls();
+    waitForSubscriptions();
     hal.emitDeviceAdded(disc);
     QTRY_COMPARE(names(hal.calls()), QStringList("volume.is_disc"_s) + both);
 }
@@ -515,6 +524,7 @@ void MediaManagerTest::thirdArgumentIsTheUdi()
     QString udi;
     connect(&manager, QOverload<QString, QString, QString>::of(&MediaManager::volumeAdded),
             [&udi](const QString &, const QString &, const QString &device) { udi = device; });
+    waitForSubscriptions();
     hal.emitDeviceAdded(disc);
     QTRY_COMPARE(udi, disc);
 }
@@ -642,6 +652,7 @@ void MediaManagerTest::slotsDoNotChangeTheList()
     hal.addDevice(otherDisc, discProperties("/dev/sr1"_s, "Two"_s), discCapability);
     hal.removeDevice(disc);
     m_log->clear();
+    waitForSubscriptions();
     hal.emitDeviceAdded(otherDisc);
     hal.emitDeviceRemoved(disc);
     QVERIFY(waitForTexts(3));
@@ -659,6 +670,7 @@ void MediaManagerTest::slotsRunInTheThreadOfTheManager()
     connect(
         manager, QOverload<>::of(&MediaManager::volumeRemoved), manager,
         [&slotThread] { slotThread = QThread::currentThread(); }, Qt::DirectConnection);
+    waitForSubscriptions();
     hal.emitDeviceRemoved(disc);
     QTRY_VERIFY(slotThread);
     QCOMPARE(slotThread, QThread::currentThread());
@@ -672,6 +684,7 @@ void MediaManagerTest::everyManagerHears()
     FakeHal hal;
     MediaManager one(nullptr);
     MediaManager two(nullptr);
+    waitForSubscriptions();
     hal.emitDeviceRemoved(disc);
     QVERIFY(waitForTexts(2));
     QCOMPARE(m_log->texts(),
@@ -684,6 +697,7 @@ void MediaManagerTest::deletedManagerHearsNothing()
     MediaManager listener(nullptr);
     MediaManager(nullptr);
     m_log->clear();
+    waitForSubscriptions();
     hal.emitDeviceRemoved(disc);
     QVERIFY(waitForTexts(1));
     QCoreApplication::processEvents();
