@@ -68,6 +68,7 @@ bool deviceExists(const QString &udi)
 
 ModemManager::ModemManager() : isModemFound(false), vendorID(0), productID(0), timer(new QTimer)
 {
+    timer->setTimerType(Qt::PreciseTimer); // the settle time is no less than it says
     connect(timer, &QTimer::timeout, this, &ModemManager::verifyDevice);
     initModemsMap();
 }
