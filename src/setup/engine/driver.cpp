@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "bundle.h"
 #include "modules.h"
 #include "paths.h"
 #include "session.h"
@@ -9,7 +10,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSet>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -71,23 +71,9 @@ QString logFile(const Session &session)
         .arg(session.driver.driverName, session.driver.driverVersion);
 }
 
-Outcome badBundle(const Session &session, const QString &what, const QString &nextStep)
-{
-    return Outcome::failed(
-        ExitCode::Bundle,
-        QStringLiteral("The driver bundle %1 %2.").arg(session.driver.driverBundlePath, what),
-        nextStep);
-}
-
 bool isBelow(const QString &path, const QString &directory)
 {
     return path.startsWith(directory + QLatin1Char('/'));
-}
-
-bool leavesDirectory(const QString &member)
-{
-    return member.startsWith(QLatin1Char('/'))
-        || member.split(QLatin1Char('/')).contains(QStringLiteral(".."));
 }
 
 /** The library removes the tree before and after the build: it must be nothing but that. */
@@ -112,42 +98,15 @@ std::optional<Outcome> checkTree(const Session &session)
     return std::nullopt;
 }
 
-std::optional<Outcome> listBundle(Session &session, QStringList &members)
-{
-    const auto code = session.runTool(QStringLiteral("tar"),
-                                      {QStringLiteral("-tf"), session.driver.driverBundlePath},
-                                      QStringLiteral("/"), &members);
-    if (code != 0)
-        return badBundle(session, QStringLiteral("is no tar archive that can be read to its end"),
-                         QStringLiteral("Make or download it again."));
-    const auto outsider = std::find_if(members.cbegin(), members.cend(), leavesDirectory);
-    if (outsider != members.cend())
-        return badBundle(
-            session, QStringLiteral("would put files outside its directory (%1)").arg(*outsider),
-            QStringLiteral("Get it from a source that you trust."));
-    return std::nullopt;
-}
-
-/** The one directory that the bundle has on top; that of the driver's name when there are several.
- */
-QString usualTree(const QString &driverName, const QStringList &members)
-{
-    QSet<QString> tops;
-    for (const QString &member : members)
-        tops.insert(QDir::cleanPath(member).section(QLatin1Char('/'), 0, 0));
-    tops.remove(QStringLiteral("."));
-    return tops.size() == 1 ? *tops.cbegin() : driverName;
-}
-
-std::optional<Outcome> checkTreeInBundle(const Session &session, const QStringList &members)
+std::optional<Outcome> checkTreeInBundle(const Session &session)
 {
     const QString tree =
         session.driver.extractedDriverPath.mid(session.driver.extractionPath.size() + 1);
-    for (const QString &member : members) {
+    for (const QString &member : session.bundleMembers) {
         if (isBelow(QDir::cleanPath(member), tree))
             return std::nullopt;
     }
-    return badBundle(session, QStringLiteral("does not hold the driver tree %1").arg(tree),
+    return badBundle(session.settings, QStringLiteral("does not hold the driver tree %1").arg(tree),
                      QStringLiteral("Name the directory that it unpacks into with --driver-tree."));
 }
 
@@ -205,15 +164,13 @@ Outcome checkDriver(Session &session)
 {
     session.driver = describeDriver(session);
     Compiler::ModemDriver &driver = session.driver;
-    QStringList members;
-    if (const auto problem = listBundle(session, members))
-        return *problem;
     if (session.settings.driverTree.isEmpty())
         driver.extractedDriverPath =
-            driver.extractionPath + QLatin1Char('/') + usualTree(driver.driverName, members);
+            absolute(driver.extractionPath + QLatin1Char('/')
+                     + usualTree(session.bundleMembers, driver.driverName));
     if (const auto problem = checkTree(session))
         return *problem;
-    if (const auto problem = checkTreeInBundle(session, members))
+    if (const auto problem = checkTreeInBundle(session))
         return *problem;
     if (const auto problem = checkPatchTool(session))
         return *problem;

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "bundle.h"
 #include "packages.h"
 #include "paths.h"
 #include "session.h"
@@ -100,13 +101,11 @@ Problem checkBundle(Session &session)
         path = session.frontend.askText(QStringLiteral("Driver bundle (a tar archive)"))
                    .value_or(QString());
     const QFileInfo bundle(path);
+    path = bundle.absoluteFilePath();
     if (bundle.isFile() && bundle.isReadable())
-        return std::nullopt;
-    return Outcome::failed(ExitCode::Bundle,
-                           QStringLiteral("The driver bundle %1 does not exist or is not a "
-                                          "readable file.")
-                               .arg(bundle.filePath()),
-                           QStringLiteral("Give its path with --driver-bundle."));
+        return listBundle(session);
+    return badBundle(session.settings, QStringLiteral("does not exist or is not a readable file"),
+                     QStringLiteral("Give its path with --driver-bundle."));
 }
 
 Problem checkKernelHeaders(Session &session)

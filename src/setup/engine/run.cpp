@@ -30,7 +30,7 @@ constexpr Stage stages[] = {
     {"choose the provider", always, chooseProvider},
     {"take user name and password", always, takeLogin},
     {"find the modem", always, detectModem},
-    {"check the driver bundle", withDriver, checkDriver},
+    {"check what the driver needs", withDriver, checkDriver},
     {"unpack the driver", withDriver, extractDriver},
     {"patch the driver", withDriver, patchDriver},
     {"compile the driver", withDriver, compileDriver},

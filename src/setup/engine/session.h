@@ -73,6 +73,7 @@ public:
     QString user;
     QString password;
 
+    QStringList bundleMembers;
     Compiler::ModemDriver driver;
     std::unique_ptr<Compiler> compiler;
     QByteArray builtChecksum;

@@ -36,8 +36,9 @@ int editDistance(const QString &a, const QString &b)
 
 QString textFromBytes(const QByteArray &bytes)
 {
-    const QString text = QString::fromUtf8(bytes);
-    return text.toUtf8() == bytes ? text : QString::fromLatin1(bytes);
+    // With the size, since a NUL byte would end the text otherwise.
+    const QString text = QString::fromUtf8(bytes.constData(), bytes.size());
+    return text.toUtf8() == bytes ? text : QString::fromLatin1(bytes.constData(), bytes.size());
 }
 
 QString printable(const QString &text)

@@ -11,19 +11,37 @@ namespace Setup {
 
 namespace {
 
+sigset_t interruptSet()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    return signals;
+}
+
+/**
+ * An ignored signal is inherited by the tools. It still reaches our descriptor, since Linux throws
+ * away an ignored signal only where it is not blocked.
+ */
+void ignoreAndBlockInterrupts(int, char **, char **)
+{
+    std::signal(SIGINT, SIG_IGN);
+    const sigset_t signals = interruptSet();
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
+// The library starts the thread of the message bus as soon as it is loaded. For the signal to be
+// blocked in that one, too, this has to come before all libraries.
+[[gnu::section(".preinit_array"),
+  gnu::used]] void (*const beforeLibraries)(int, char **, char **) = ignoreAndBlockInterrupts;
+
 extern "C" void becomeInterrupt(int) { ::kill(::getpid(), SIGINT); }
 
 }
 
 int watchInterrupts()
 {
-    // An ignored signal is inherited by the tools. It still reaches the descriptor, since Linux
-    // throws away an ignored signal only where it is not blocked.
-    std::signal(SIGINT, SIG_IGN);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    const sigset_t signals = interruptSet();
     const int descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 
     // The tools must not ignore these two: daemons that they start would do so, too.

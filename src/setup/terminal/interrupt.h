@@ -11,8 +11,6 @@ namespace Setup {
  * ending the program. The tools that are started later ignore Ctrl-C: what they do shall not be
  * left half done.
  *
- * Call it before any thread is started.
- *
  * @return the descriptor
  */
 int watchInterrupts();

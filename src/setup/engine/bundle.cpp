@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "bundle.h"
+
+#include <QDir>
+#include <QSet>
+
+#include <algorithm>
+
+namespace Setup {
+
+namespace {
+
+bool leavesDirectory(const QString &member)
+{
+    return member.startsWith(QLatin1Char('/'))
+        || member.split(QLatin1Char('/')).contains(QStringLiteral(".."));
+}
+
+}
+
+Outcome badBundle(const Settings &settings, const QString &what, const QString &nextStep)
+{
+    return Outcome::failed(
+        ExitCode::Bundle,
+        QStringLiteral("The driver bundle %1 %2.").arg(settings.driverBundle, what), nextStep);
+}
+
+std::optional<Outcome> listBundle(Session &session)
+{
+    const auto code = session.runTool(QStringLiteral("tar"),
+                                      {QStringLiteral("-Ptf"), session.settings.driverBundle},
+                                      QStringLiteral("/"), &session.bundleMembers);
+    if (code != 0)
+        return badBundle(session.settings,
+                         QStringLiteral("is no tar archive that can be read to its end"),
+                         QStringLiteral("Make or download it again."));
+    const QStringList &members = session.bundleMembers;
+    const auto outsider = std::find_if(members.cbegin(), members.cend(), leavesDirectory);
+    if (outsider == members.cend())
+        return std::nullopt;
+    return badBundle(session.settings,
+                     QStringLiteral("would put files outside its directory (%1)").arg(*outsider),
+                     QStringLiteral("Get it from a source that you trust."));
+}
+
+QString usualTree(const QStringList &members, const QString &driverName)
+{
+    QSet<QString> tops;
+    for (const QString &member : members)
+        tops.insert(QDir::cleanPath(member).section(QLatin1Char('/'), 0, 0));
+    tops.remove(QStringLiteral("."));
+    return tops.size() == 1 ? *tops.cbegin() : driverName;
+}
+
+}

@@ -1,0 +1,21 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_BUNDLE_H
+#define KESTRA_SETUP_BUNDLE_H
+
+#include "session.h"
+
+namespace Setup {
+
+Outcome badBundle(const Settings &settings, const QString &what, const QString &nextStep);
+
+/** Reads the driver bundle to its end and keeps the names of its members. Says what is wrong. */
+std::optional<Outcome> listBundle(Session &session);
+
+/** The one directory that a bundle has on top; that of the driver's name when there are several. */
+QString usualTree(const QStringList &members, const QString &driverName);
+
+}
+
+#endif
