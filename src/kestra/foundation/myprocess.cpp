@@ -43,7 +43,12 @@ MyProcess::MyProcess(QObject *parent) : QProcess(parent)
             &MyProcess::procFinished);
 }
 
-MyProcess::~MyProcess() = default;
+MyProcess::~MyProcess()
+{
+    // The base kills a child that still runs and emits its signals on the way, when the members
+    // that the slots work on are gone.
+    disconnect(this, nullptr, this, nullptr);
+}
 
 void MyProcess::addArgument(QString const &argument)
 {
