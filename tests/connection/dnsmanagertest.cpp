@@ -102,6 +102,7 @@ private Q_SLOTS:
     void missingFileIsNotCorrect();
     void unreadableFileIsNotCorrect();
     void ownFileIsCorrect();
+    void openFileIsClosedFirst();
     void refusedFileIsClosed();
     void judgingSaysNothing();
 
@@ -696,6 +697,16 @@ void DnsManagerTest::ownFileIsCorrect()
     QVERIFY(m_manager->isFileCorrect());
     QVERIFY(m_manager->restore());
     QVERIFY(!m_manager->isFileCorrect());
+}
+
+void DnsManagerTest::openFileIsClosedFirst()
+{
+    writeFile(backup, "older\n"); // making one closes the file, too
+    QVERIFY(m_manager->m_resolvFile.open(QIODevice::ReadOnly));
+    QStringList servers("192.0.2.1"_s);
+    QVERIFY(m_manager->setServers(servers));
+    QVERIFY(!m_manager->m_resolvFile.isOpen());
+    QCOMPARE(readFile(resolvConf), QByteArray("nameserver 192.0.2.1\n"));
 }
 
 void DnsManagerTest::refusedFileIsClosed()

@@ -788,8 +788,13 @@ void ServiceParserTest::firstChildOfEachNameCounts()
 
 void ServiceParserTest::onlyDirectChildrenCount()
 {
-    QCOMPARE(dataOf(oneService("<line><vpi>1</vpi><protocol>pppoe</protocol></line><vci>3</vci>")),
-             QStringList("data: 0.3  []"_s));
+    const QByteArray line = "<line><vpi>1</vpi><vci>2</vci><protocol>pppoe</protocol>"
+                            "<dns_server_1>3</dns_server_1><dns_server_2>4</dns_server_2></line>";
+    QCOMPARE(dataOf(oneService(line)), QStringList("data: 0.0  []"_s));
+    QCOMPARE(dataOf(oneService(line
+                               + "<vpi>8</vpi><vci>35</vci><protocol>pppoa</protocol>"
+                                 "<dns_server_1>5</dns_server_1><dns_server_2>6</dns_server_2>")),
+             QStringList("data: 8.35 pppoa [5,6]"_s));
 }
 
 void ServiceParserTest::shippedDatabaseIsUnderstood()
