@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "environment.h"
 #include "files.h"
 #include "messagelog.h"
 #include "standintool.h"
@@ -14,25 +15,9 @@
 #include <QTemporaryDir>
 #include <QThread>
 
-#include <algorithm>
 #include <memory>
 
-#include <unistd.h>
-
 using namespace KestraTest;
-
-namespace {
-
-QByteArrayList ownEnvironment()
-{
-    QByteArrayList result;
-    for (char **entry = environ; *entry; ++entry)
-        result.append(*entry);
-    std::sort(result.begin(), result.end());
-    return result;
-}
-
-}
 
 /** Firmware archives, mostly with the real tar. */
 class FirmwareTest : public QObject
@@ -234,9 +219,7 @@ void FirmwareTest::tarInheritsTheEnvironment()
     const QByteArrayList expected = ownEnvironment();
     qunsetenv("LC_ALL");
     QVERIFY(success);
-    QByteArrayList environment = tar.calls().constFirst().environment;
-    std::sort(environment.begin(), environment.end());
-    QCOMPARE(environment, expected);
+    QCOMPARE(comparable(tar.calls().constFirst().environment), expected);
     QCOMPARE(tar.calls().constFirst().variable("LC_ALL"), QByteArray("de_DE.UTF-8"));
 }
 
