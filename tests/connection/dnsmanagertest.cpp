@@ -393,7 +393,7 @@ void DnsManagerTest::unwritableBackupDoesNotStopTheWriting()
     QByteArray content;
     {
         const ReadOnlyMount directory("/etc"_s);
-        QCOMPARE(mount("/tmp/resolv.conf", "/etc/resolv.conf", nullptr, MS_BIND, nullptr), 0);
+        QCOMPARE(mount("/tmp/resolv.conf", "/etc/resolv.conf", "", MS_BIND, nullptr), 0);
         QStringList servers("192.0.2.1"_s);
         done = m_manager->setServers(servers);
         content = readFile(resolvConf);

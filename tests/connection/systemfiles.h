@@ -25,9 +25,9 @@ public:
         constexpr unsigned long flags = MS_BIND | MS_REMOUNT | MS_RDONLY;
         constexpr unsigned long inherited = MS_NOSUID | MS_NODEV;
         const char *const point = m_path.constData();
-        if (mount(point, point, nullptr, MS_BIND, nullptr) != 0
-            || (mount(nullptr, point, nullptr, flags, nullptr) != 0
-                && mount(nullptr, point, nullptr, flags | inherited, nullptr) != 0))
+        if (mount(point, point, "", MS_BIND, nullptr) != 0
+            || (mount("", point, "", flags, nullptr) != 0
+                && mount("", point, "", flags | inherited, nullptr) != 0))
             qFatal("cannot mount %s read-only", point);
     }
     ~ReadOnlyMount() { umount2(m_path.constData(), MNT_DETACH); }
