@@ -261,8 +261,6 @@ private Q_SLOTS:
 
 void PackageManagerTest::init()
 {
-    if (QByteArray(QTest::currentTestFunction()).startsWith("real") && !systemIsWritable())
-        QSKIP("real package managers need a system that can be written to: run as root");
     remove(discDirectory);
     makeDirectory(discDirectory);
 }
@@ -943,6 +941,9 @@ void PackageManagerTest::zypperRunsInTheGivenThread()
 
 void PackageManagerTest::realDiscIsAddedWithApt()
 {
+    const QByteArray reason = obstacle({"dpkg", "dpkg-deb", "dpkg-scanpackages", "apt-cdrom"});
+    if (!reason.isEmpty())
+        QSKIP(reason.constData());
     writeFile(discDirectory + "/.disk/info"_s, "Kestra disc 2\n");
     const QString architecture =
         QString::fromLatin1(runTool("dpkg"_s, {"--print-architecture"_s}).trimmed());
@@ -957,10 +958,9 @@ void PackageManagerTest::realDiscIsAddedWithApt()
 
 void PackageManagerTest::realDiscIsAddedWithZypper()
 {
-    for (const char *tool : {"zypper", "rpmbuild", "createrepo_c"}) {
-        if (!isInstalled(tool))
-            QSKIP(qPrintable(QString::fromLatin1(tool) + " is not installed"_s));
-    }
+    const QByteArray reason = obstacle({"zypper", "rpmbuild", "createrepo_c"});
+    if (!reason.isEmpty())
+        QSKIP(reason.constData());
     remove("/etc/zypp/repos.d"_s);
     const QTemporaryDir directory;
     QVERIFY(QFile::copy(makeRpm(directory.path(), "kestra-probe"_s),
@@ -972,7 +972,7 @@ void PackageManagerTest::realDiscIsAddedWithZypper()
     const QStringList repositories = listDirectory("/etc/zypp/repos.d"_s);
     QCOMPARE(repositories.size(), 1);
     const QByteArray repository = readFile("/etc/zypp/repos.d/"_s + repositories.constFirst());
-    QVERIFY(repository.contains("name=Kestra-Linux 1.0\n"));
+    QVERIFY(repository.contains("[Kestra-Linux 1.0]\n"));
     QVERIFY(repository.contains("baseurl=dir:/media/disc\n"));
     // It is not recognised in today's table, and zypper refuses to add it again.
     QCOMPARE(fixture.manager->addCD(discDirectory), 4);

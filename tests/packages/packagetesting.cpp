@@ -66,10 +66,17 @@ bool isInstalled(const char *program)
     return !QStandardPaths::findExecutable(QString::fromLatin1(program)).isEmpty();
 }
 
-bool systemIsWritable()
+QByteArray obstacle(std::initializer_list<const char *> tools)
 {
-    return QTemporaryFile("/var/lib/kestra-XXXXXX"_s).open()
-        && QTemporaryFile("/usr/kestra-XXXXXX"_s).open();
+    for (const char *tool : tools) {
+        if (!isInstalled(tool))
+            return tool + QByteArray(" is not installed");
+    }
+    for (const char *directory : {"/usr", "/var/lib"}) {
+        if (!QTemporaryFile(QString::fromLatin1(directory) + "/kestra-XXXXXX"_s).open())
+            return directory + QByteArray(" cannot be written to: run as root");
+    }
+    return QByteArray();
 }
 
 QByteArray runTool(const QString &program, const QStringList &arguments,

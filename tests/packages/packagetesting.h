@@ -11,6 +11,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <initializer_list>
+
 /** What the tests of the package classes share. */
 namespace KestraTest {
 
@@ -49,8 +51,8 @@ QByteArrayList sorted(QByteArrayList list);
 /** Whether there is such a program in PATH. */
 bool isInstalled(const char *program);
 
-/** Whether real package managers can work here; not so in a user namespace. */
-bool systemIsWritable();
+/** Why real package managers with these tools cannot work here, empty if they can. */
+QByteArray obstacle(std::initializer_list<const char *> tools);
 
 /** Runs a real tool with English messages, to prepare or to check something; returns its output.
  * One that fails ends the test program.

@@ -160,12 +160,9 @@ private Q_SLOTS:
 void ZypperTest::init()
 {
     if (QByteArray(QTest::currentTestFunction()).startsWith("realZypper")) {
-        for (const char *tool : {"zypper", "rpm", "rpmbuild", "createrepo_c"}) {
-            if (!isInstalled(tool))
-                QSKIP(qPrintable(QString::fromLatin1(tool) + " is not installed"_s));
-        }
-        if (!systemIsWritable())
-            QSKIP("real package managers need a system that can be written to: run as root");
+        const QByteArray reason = obstacle({"zypper", "rpm", "rpmbuild", "createrepo_c"});
+        if (!reason.isEmpty())
+            QSKIP(reason.constData());
         // Without its directory zypper would take rpm's own database.
         for (const char *path :
              {"/media/disc", "/etc/zypp/repos.d", "/var/cache/zypp", "/var/lib/rpm"})
