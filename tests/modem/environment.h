@@ -6,12 +6,19 @@
 
 #include <QByteArray>
 #include <QByteArrayList>
+#include <QtGlobal>
 
 #include <algorithm>
 
 #include <unistd.h>
 
 namespace KestraTest {
+
+/**
+ * Returns whether valgrind runs this process. A child in which the program cannot be started ends
+ * with valgrind's exit code then.
+ */
+inline bool underMemcheck() { return qgetenv("LD_PRELOAD").contains("vgpreload"); }
 
 /** Returns the entries in order, without the one that checking tools hide from children. */
 inline QByteArrayList comparable(QByteArrayList environment)
