@@ -98,7 +98,7 @@ constexpr Cause causes[] = {
      "Connect to the network in another way, or add an installation disc to the package sources."},
     {"Could not get lock|Unable to acquire the dpkg|System management is locked",
      "Another program uses the package system.", "Wait until it has ended, then start again."},
-    {"No space left on device|not enough free space", "The disk is full.",
+    {"No space left on device|enough free space", "The disk is full.",
      "Free some space, then start again."},
     {"unauthenticated|NO_PUBKEY|signatures couldn't be verified",
      "The package tools do not trust a package source.",
@@ -242,6 +242,7 @@ QString packageManagerOfSystem()
 Outcome installPackages(Session &session)
 {
     const QStringList needed = neededPackages(session);
+    answerPackageQuestions(); // before the backends take their copy of the environment
     Packages packages(session.packageManager);
     const QStringList missing = packages.notInstalled(needed);
     const QString names = missing.join(QStringLiteral(", "));
@@ -249,7 +250,6 @@ Outcome installPackages(Session &session)
         return Outcome::done(
             QStringLiteral("%1: installed already").arg(needed.join(QStringLiteral(", "))));
 
-    answerPackageQuestions();
     if (const auto problem = waitForLock(session))
         return *problem;
     if (!packages.areAvailable(missing))

@@ -97,9 +97,17 @@ Problem checkBundle(Session &session)
     QString &path = session.settings.driverBundle;
     if (session.settings.noDriver)
         return std::nullopt;
-    if (path.isEmpty())
-        path = session.frontend.askText(QStringLiteral("Driver bundle (a tar archive)"))
-                   .value_or(QString());
+    if (path.isEmpty()) {
+        const auto answer =
+            session.frontend.askText(QStringLiteral("Driver bundle (a tar archive)"));
+        if (!answer && session.cancellation.isRequested())
+            return Outcome::interrupted();
+        if (!answer || answer->isEmpty())
+            return Outcome::failed(ExitCode::Usage, QStringLiteral("No driver bundle was given."),
+                                   QStringLiteral("Type its path when asked, or use "
+                                                  "--driver-bundle or --no-driver."));
+        path = *answer;
+    }
     const QFileInfo bundle(path);
     path = bundle.absoluteFilePath();
     if (bundle.isFile() && bundle.isReadable())

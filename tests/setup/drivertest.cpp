@@ -1,0 +1,341 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "files.h"
+#include "machine.h"
+#include "testmain.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QRegularExpression>
+
+#include <csignal>
+
+using namespace KestraTest;
+
+using Changes = QMap<QString, QString>;
+
+namespace {
+
+const QString backup =
+    "/tmp/kestra_drv_backup/%1/kernel/drivers/usb/atm/ueagle-atm.ko"_s.arg(Machine::release);
+const QString tree = "/usr/src/kestra/ueagle-atm"_s;
+const QString buildLog = "/opt/kestra/logs/ueagle-atm-default_compiler.log"_s;
+const QByteArray oldContent = "the old driver\n";
+
+/** The first screens of a run are the same in all tests; this is what comes after. */
+QByteArray stage(const SetupResult &result, const char *title)
+{
+    QByteArray lines;
+    for (const QByteArray &line : result.output.split('\n')) {
+        if (line.contains(title))
+            lines += line + '\n';
+    }
+    return lines;
+}
+
+bool isUntouchedBeyondTheDriver()
+{
+    return !exists("/etc/kestra"_s) && !exists("/etc/init.d/kestrad"_s)
+        && !exists("/etc/resolv.conf_kestra"_s) && !exists("/etc/ppp/peers/kestra"_s);
+}
+
+}
+
+/** The stages that build and install the driver, with real tar, patch and make. */
+class DriverTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { m_machine.reset(); }
+
+    void installs();
+    void appliesThePatchItself();
+    void aDriverWithoutVersionIsDefault();
+    void patchThatDoesNotApply();
+    void buildThatFails();
+    void buildWithoutProduct();
+    void installationThatFails();
+    void installationThatFailsWithoutAnEarlierDriver();
+    void installationThatPretends();
+    void installationThatBringsTheOldDriverOnly();
+    void backupThatIsLost();
+    void aSecondRunKeepsTheFirstBackup();
+    void otherNamesAndArguments();
+    void toolLinesComeAsTheyArePrinted();
+    void interruptedWhileCompiling();
+
+private:
+    Machine m_machine;
+};
+
+void DriverTest::installs()
+{
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.errors, QByteArray());
+    QCOMPARE(result.code, 0);
+    QCOMPARE(readFile(Machine::newModule), Machine::source);
+    QVERIFY(!exists(Machine::oldModule));
+    QCOMPARE(readFile(backup), oldContent);
+    QVERIFY(!exists(tree));
+    QCOMPARE(fileMode("/tmp/kestra_drv_backup"_s), 0700);
+    QVERIFY(readFile(buildLog).contains("\nbuilding for "_s.toLatin1()
+                                        + (Machine::directory + "/kernel\n"_s).toLatin1()));
+    QVERIFY(readFile(buildLog).contains("# Begin Of Installation\ninstall -D -m 644"));
+    QVERIFY2(result.output.contains("/13] patch the driver ... skipped: there is no patch for "),
+             result.output.constData());
+}
+
+void DriverTest::appliesThePatchItself()
+{
+    const QString patch =
+        Machine::directory + "/ueagle-atm-default_%1.patch"_s.arg(Machine::release);
+    writeFile(patch, "--- source.c\n+++ source.c\n@@ -1 +1 @@\n-the driver\n+the patched driver\n");
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 0);
+    QCOMPARE(readFile(Machine::newModule), QByteArray("the patched driver\n"));
+    QVERIFY2(
+        stage(result, "patch the driver").contains(": kestra-setup applied " + patch.toLatin1()),
+        result.output.constData());
+}
+
+void DriverTest::aDriverWithoutVersionIsDefault()
+{
+    m_machine.product = 0x9010;
+    const QString patch =
+        Machine::directory + "/ueagle-atm-default_%1.patch"_s.arg(Machine::release);
+    writeFile(patch, "--- source.c\n+++ source.c\n@@ -1 +1 @@\n-the driver\n+the patched driver\n");
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 0);
+    QVERIFY2(result.output.contains(": Sagem F@st 800, driver ueagle-atm, version default\n"),
+             result.output.constData());
+    QCOMPARE(readFile(Machine::newModule), QByteArray("the patched driver\n"));
+    QVERIFY(exists(buildLog));
+}
+
+void DriverTest::patchThatDoesNotApply()
+{
+    const QString patch =
+        Machine::directory + "/ueagle-atm-default_%1.patch"_s.arg(Machine::release);
+    writeFile(patch, "--- source.c\n+++ source.c\n@@ -1 +1 @@\n-another driver\n+a driver\n");
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 9);
+    QVERIFY2(result.errors.startsWith("\nThe patch " + patch.toLatin1()
+                                      + " does not apply to the driver. Get the patch that belongs "
+                                        "to this bundle, or remove it.\n"),
+             result.errors.constData());
+    QVERIFY2(result.errors.contains("    | Hunk #1 FAILED at 1.\n"), result.errors.constData());
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+    QVERIFY(isUntouchedBeyondTheDriver());
+}
+
+void DriverTest::buildThatFails()
+{
+    m_machine.writeBundle(Machine::makefile("@echo error: the header is missing\n@false",
+                                            Machine::usualInstallation()));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 10);
+    QVERIFY2(result.errors.startsWith(
+                 "\nThe driver did not compile (make ended with code 2). See whether the kernel "
+                 "headers and the driver fit together. The whole output is in "
+                 + buildLog.toLatin1() + ".\n"),
+             result.errors.constData());
+    QVERIFY2(result.errors.contains("\n    | error: the header is missing\n    | make: *** "),
+             result.errors.constData());
+    QVERIFY2(result.output.contains("\nWhat was written until then:\n  " + buildLog.toLatin1()),
+             result.output.constData());
+    QVERIFY(result.output.contains("  " + tree.toLatin1() + "  (the unpacked driver)\n"));
+    QVERIFY(exists(buildLog));
+    QVERIFY(exists(tree));
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+    QVERIFY(!exists("/tmp/kestra_drv_backup"_s));
+    QVERIFY(isUntouchedBeyondTheDriver());
+}
+
+void DriverTest::buildWithoutProduct()
+{
+    m_machine.writeBundle(Machine::makefile("@echo nothing to do", Machine::usualInstallation()));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 10);
+    QVERIFY2(result.errors.startsWith("\nThe compiler run left no ueagle-atm.ko. "),
+             result.errors.constData());
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+}
+
+void DriverTest::installationThatFails()
+{
+    // Also half-way: the new module is there already, at the old one's place and at another.
+    const QByteArray install = "install -D -m 644 ueagle-atm.ko " + Machine::oldModule.toLatin1()
+        + "\n" + Machine::usualInstallation() + "\n@echo error: depmod has failed\n@exit 3";
+    m_machine.writeBundle(Machine::makefile(Machine::usualBuild(), install));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 12);
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+    QVERIFY(!exists(Machine::newModule));
+    QCOMPARE(readFile(backup), oldContent);
+    QVERIFY2(result.errors.startsWith(
+                 "\nThe driver could not be installed (make ended with code 2). The earlier driver "
+                 "is installed again. The whole output is in "
+                 + buildLog.toLatin1() + ".\n"),
+             result.errors.constData());
+    QVERIFY2(result.errors.contains("\n    | error: depmod has failed\n"),
+             result.errors.constData());
+    QVERIFY2(result.output.contains("\n    The earlier driver is back, byte for byte: "
+                                    + Machine::oldModule.toLatin1() + "\n"),
+             result.output.constData());
+    QVERIFY2(result.output.contains("\n    Removed " + Machine::newModule.toLatin1()
+                                    + ", which the failed installation left.\n"),
+             result.output.constData());
+    QVERIFY(isUntouchedBeyondTheDriver());
+}
+
+void DriverTest::installationThatFailsWithoutAnEarlierDriver()
+{
+    remove(Machine::oldModule);
+    m_machine.writeBundle(
+        Machine::makefile(Machine::usualBuild(), Machine::usualInstallation() + "\n@false"));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 12);
+    QVERIFY(!exists(Machine::newModule));
+    QVERIFY2(result.errors.contains("No driver was installed before."), result.errors.constData());
+    QVERIFY2(stage(result, "back up the installed driver")
+                 .contains("... skipped: no ueagle-atm.ko is installed\n"),
+             result.output.constData());
+}
+
+void DriverTest::installationThatPretends()
+{
+    m_machine.writeBundle(Machine::makefile(Machine::usualBuild(), "@echo all is well"));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 12);
+    QVERIFY2(result.errors.startsWith("\nmake ended well, but the new ueagle-atm.ko is not in "
+                                      "/lib/modules/"),
+             result.errors.constData());
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+}
+
+void DriverTest::installationThatBringsTheOldDriverOnly()
+{
+    m_machine.writeBundle(Machine::makefile(
+        Machine::usualBuild(), "cp " + backup.toLatin1() + " " + Machine::oldModule.toLatin1()));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 12);
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+}
+
+void DriverTest::backupThatIsLost()
+{
+    m_machine.writeBundle(
+        Machine::makefile(Machine::usualBuild(), "rm " + backup.toLatin1() + "\n@false"));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 13);
+    QVERIFY2(result.errors.startsWith(
+                 "\nThe driver could not be installed (make ended with code 2). The earlier driver "
+                 "is not back. Copy it by hand: cp "
+                 + backup.toLatin1() + " " + Machine::oldModule.toLatin1() + "\n"),
+             result.errors.constData());
+}
+
+void DriverTest::aSecondRunKeepsTheFirstBackup()
+{
+    QCOMPARE(m_machine.run().code, 0);
+    writeFile(Machine::oldModule, "another old driver\n");
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 0);
+    QCOMPARE(readFile(Machine::newModule), Machine::source);
+    QVERIFY(!exists(Machine::oldModule));
+    const QString first = QString(backup).replace(Machine::release, Machine::release + ".1"_s);
+    QCOMPARE(readFile(first), oldContent);
+    QCOMPARE(readFile(backup), QByteArray("another old driver\n"));
+    QVERIFY2(result.output.contains("  /tmp/kestra_drv_backup/" + Machine::release.toLatin1()
+                                    + ".1  (backup of an earlier run, renamed)\n"),
+             result.output.constData());
+}
+
+void DriverTest::otherNamesAndArguments()
+{
+    const QString place = Machine::directory + "/elsewhere"_s;
+    m_machine.writeBundle("build:\n\tcp source.c $(NAME)\nclean:\nput:\n\tinstall -D $(NAME) "
+                          + Machine::modules.toLatin1() + "/$(PLACE)/$(NAME)\n");
+    const SetupResult result = m_machine.run(Changes {
+        {"--extraction-path"_s, place},
+        {"--driver-tree"_s, place + "/ueagle-atm"_s},
+        {"--module"_s, "other.ko"_s},
+        {"--kernel-headers"_s, QString()},
+        {"--compile-arguments"_s, "build, NAME=other.ko"_s},
+        {"--install-arguments"_s, "put, NAME=other.ko, PLACE=misc"_s},
+    });
+    QCOMPARE(result.errors, QByteArray());
+    QCOMPARE(result.code, 0);
+    QCOMPARE(readFile(Machine::modules + "/misc/other.ko"_s), Machine::source);
+    QVERIFY(exists(Machine::oldModule)); // is no other.ko
+    QVERIFY(readFile("/etc/kestra/connection.conf"_s).contains("\nMODULE=other\n"));
+}
+
+void DriverTest::toolLinesComeAsTheyArePrinted()
+{
+    m_machine.writeBundle(Machine::makefile("@echo first of two\n@sleep 3\n@echo second of two\n"
+                                                + Machine::usualBuild(),
+                                            Machine::usualInstallation()));
+    QProcess process;
+    QByteArray output;
+    const QString log = Machine::directory + "/log"_s;
+    Machine::start(process, Machine::arguments({{"--verbose"_s, "-"_s}, {"--log"_s, log}}));
+    QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem"));
+    m_machine.plugIn();
+    QVERIFY(Machine::waitForOutput(process, output, "\n    | first of two\n"));
+    QElapsedTimer time;
+    time.start();
+    QVERIFY(Machine::waitForOutput(process, output, "\n    | second of two\n"));
+    QVERIFY2(time.elapsed() > 1500, qPrintable(QString::number(time.elapsed())));
+    const SetupResult result = Machine::finish(process, output);
+    QCOMPARE(result.code, 0);
+
+    // The log holds the same, with times, for root alone, and neither of them the password.
+    const QByteArray logged = readFile(log);
+    QVERIFY(QRegularExpression("^\\d\\d:\\d\\d:\\d\\d     \\| second of two$"_s,
+                               QRegularExpression::MultilineOption)
+                .match(QString::fromLatin1(logged))
+                .hasMatch());
+    QVERIFY(logged.contains("compile the driver ... done ("));
+    QCOMPARE(fileMode(log), 0600);
+    QVERIFY(!logged.contains(Machine::password));
+    QVERIFY(!result.everything().contains(Machine::password));
+    // The library's own messages are shown, too, each on a line of its own.
+    QVERIFY(result.output.contains("\n    - Compiler::compileDriver(): starting the process.\n"));
+}
+
+void DriverTest::interruptedWhileCompiling()
+{
+    m_machine.writeBundle(Machine::makefile("@echo building\n@sleep 2\n" + Machine::usualBuild(),
+                                            Machine::usualInstallation()));
+    // As a terminal does: the signal goes to every process of the group.
+    QProcess process;
+    QByteArray output;
+    process.start("setsid"_s,
+                  QStringList {"--wait"_s, Machine::program}
+                      + Machine::arguments({{"--verbose"_s, "-"_s}}));
+    QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem"));
+    m_machine.plugIn();
+    QVERIFY(Machine::waitForOutput(process, output, "\n    | building\n"));
+    QProcess pgrep;
+    pgrep.start("pgrep"_s, {"-x"_s, "make"_s});
+    QVERIFY(pgrep.waitForFinished());
+    const pid_t make = pgrep.readAllStandardOutput().trimmed().toInt();
+    QVERIFY(make > 0);
+    QCOMPARE(::kill(-::getpgid(make), SIGINT), 0);
+    const SetupResult result = Machine::finish(process, output);
+    QVERIFY2(result.output.contains("\n    Interrupted: stopping as soon as this stage can end.\n"),
+             result.output.constData());
+    QVERIFY2(result.output.contains("] compile the driver ... done ("), result.output.constData());
+    QVERIFY2(result.errors.contains("The set-up was interrupted."), result.errors.constData());
+    QCOMPARE(result.code, 130);
+    QCOMPARE(readFile(tree + "/ueagle-atm.ko"_s), Machine::source);
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+    QVERIFY(!exists("/tmp/kestra_drv_backup"_s));
+    QVERIFY(isUntouchedBeyondTheDriver());
+}
+
+KESTRA_TEST_MAIN(DriverTest)
+#include "drivertest.moc"

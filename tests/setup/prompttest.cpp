@@ -1,0 +1,288 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "files.h"
+#include "machine.h"
+#include "testmain.h"
+
+#include <QElapsedTimer>
+
+#include <cerrno>
+#include <csignal>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+using namespace KestraTest;
+
+using Changes = QMap<QString, QString>;
+
+namespace {
+
+/** kestra-setup on a terminal of its own: type, and read the screen. */
+class TerminalRun
+{
+public:
+    explicit TerminalRun(const QStringList &arguments)
+    {
+        QList<QByteArray> words = {Machine::program.toLocal8Bit()};
+        for (const QString &argument : arguments)
+            words.append(argument.toLocal8Bit());
+        QVector<char *> pointers;
+        for (QByteArray &word : words)
+            pointers.append(word.data());
+        pointers.append(nullptr);
+        const winsize size = {24, 100, 0, 0};
+        m_pid = ::forkpty(&m_terminal, nullptr, nullptr, &size);
+        if (m_pid == 0) {
+            ::execv(pointers[0], pointers.data());
+            ::_exit(127);
+        }
+    }
+
+    ~TerminalRun()
+    {
+        if (m_pid > 0) {
+            ::kill(m_pid, SIGKILL);
+            ::waitpid(m_pid, nullptr, 0);
+        }
+        ::close(m_terminal);
+    }
+
+    /** Waits until the screen shows @p text after what was waited for before. */
+    bool waitFor(const QByteArray &text, int timeout = 20000)
+    {
+        QElapsedTimer time;
+        time.start();
+        for (;;) {
+            const int found = m_screen.indexOf(text, m_seen);
+            if (found >= 0) {
+                m_seen = found + text.size();
+                return true;
+            }
+            if (time.hasExpired(timeout) || !read(100))
+                return false;
+        }
+    }
+
+    void type(const QByteArray &text)
+    {
+        QCOMPARE(::write(m_terminal, text.constData(), std::size_t(text.size())),
+                 ssize_t(text.size()));
+    }
+
+    bool isEchoing() const
+    {
+        termios settings;
+        return ::tcgetattr(m_terminal, &settings) == 0 && (settings.c_lflag & ECHO);
+    }
+
+    bool waitForEcho(bool wanted) const
+    {
+        for (int i = 0; i < 50 && isEchoing() != wanted; ++i)
+            QTest::qWait(20);
+        return isEchoing() == wanted;
+    }
+
+    /** Returns the exit code, or -1. */
+    int finish()
+    {
+        while (read(20000)) { }
+        int status = 0;
+        ::waitpid(m_pid, &status, 0);
+        m_pid = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    QByteArray screen() const { return m_screen; }
+
+private:
+    bool read(int timeout)
+    {
+        pollfd entry = {m_terminal, POLLIN, 0};
+        if (::poll(&entry, 1, timeout) == 0)
+            return timeout < 20000;
+        char buffer[4096];
+        const ssize_t count = ::read(m_terminal, buffer, sizeof buffer);
+        if (count <= 0)
+            return false;
+        m_screen.append(buffer, int(count));
+        return true;
+    }
+
+    int m_terminal = -1;
+    pid_t m_pid = -1;
+    QByteArray m_screen;
+    int m_seen = 0;
+};
+
+/** The options of a run that asks for all that it may ask for. */
+QStringList asking(Changes changes = {})
+{
+    for (const char *option : {"--unattended", "--driver-bundle", "--country", "--service",
+                               "--user", "--password-file"}) {
+        const QString name = QString::fromLatin1(option);
+        if (!changes.contains(name))
+            changes[name] = QString();
+    }
+    return Machine::arguments(changes);
+}
+
+const QByteArray password = "typed s3cret";
+
+}
+
+/** The questions, on a real terminal. */
+class PromptTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { m_machine.reset(); }
+
+    void everythingIsAskedFor();
+    void whatIsGivenIsNotAskedFor();
+    void partsOfNamesAndNumbers();
+    void longListsAreNotShown();
+    void interruptedAtAQuestion();
+    void interruptedAtThePassword();
+    void endOfInput();
+    void progressIsOneLine();
+
+private:
+    Machine m_machine;
+};
+
+void PromptTest::everythingIsAskedFor()
+{
+    TerminalRun run(asking());
+    QVERIFY(run.waitFor("Driver bundle (a tar archive): "));
+    run.type(Machine::directory.toLatin1() + "/driver.tar.gz\n");
+    QVERIFY(run.waitFor("   1  Freedonia\r\n   2  Sylvania\r\nCountry, or its number: "));
+    run.type("1\n");
+    QVERIFY(run.waitFor("   7  Example LLC\r\nProvider and service, or its number: "));
+    run.type("Example PPPoA\n");
+    QVERIFY(run.waitFor("User name: "));
+    run.type("typed@example.net\n");
+    QVERIFY(run.waitFor("Password: "));
+    QVERIFY(run.waitForEcho(false));
+    run.type(password + "\n");
+    QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
+    QVERIFY(run.waitForEcho(true));
+    m_machine.plugIn();
+    QVERIFY(run.waitFor("The connection is set up.", 60000));
+    QCOMPARE(run.finish(), 0);
+    QVERIFY(run.screen().contains("typed@example.net"));
+    QVERIFY(!run.screen().contains(password));
+    QCOMPARE(readFile("/etc/ppp/pap-secrets"_s),
+             QByteArray("\"typed@example.net\" * \"" + password + "\" *\n"));
+    QCOMPARE(readFile(Machine::newModule), Machine::source);
+}
+
+void PromptTest::whatIsGivenIsNotAskedFor()
+{
+    TerminalRun run(asking({{"--driver-bundle"_s, Machine::directory + "/driver.tar.gz"_s},
+                            {"--country"_s, "freedonia"_s},
+                            {"--service"_s, "Example LLC"_s},
+                            {"--password-file"_s, Machine::directory + "/password"_s}}));
+    QVERIFY(run.waitFor("User name: "));
+    for (const char *question : {"Driver bundle", "Country", "Provider"})
+        QVERIFY2(!run.screen().contains(question), question);
+    run.type("me\n");
+    QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
+    QVERIFY(!run.screen().contains("Password"));
+}
+
+void PromptTest::partsOfNamesAndNumbers()
+{
+    TerminalRun run(asking({{"--no-driver"_s, "-"_s}, {"--country"_s, "Atlantis"_s}}));
+    QVERIFY(run.waitFor("Nothing matches \"Atlantis\". \r\nCountry, or a part of it: "));
+    run.type("Fredonia\n");
+    QVERIFY(run.waitFor("Nothing matches \"Fredonia\". Near matches: Freedonia.\r\n"));
+    run.type("free\n");
+    QVERIFY(run.waitFor("Provider and service, or its number: "));
+    run.type("bad\n");
+    QVERIFY(run.waitFor("   1  Example Bad Protocol\r\n   2  Example Bad Encapsulation\r\n   3  "
+                        "Example Bad Servers\r\nProvider and service, or its number: "));
+    run.type("3\n");
+    QVERIFY(run.waitFor("Freedonia, Example Bad Servers: 0.38, pppoa, vc"));
+}
+
+void PromptTest::longListsAreNotShown()
+{
+    QByteArray countries;
+    for (int i = 1; i <= 30; ++i)
+        countries += "<country code=\"Country " + QByteArray::number(i)
+            + "\"><service name=\"S\"><vpi>1</vpi><vci>32</vci><protocol>pppoe</protocol></service>"
+              "</country>";
+    m_machine.writeDatabase(countries);
+    TerminalRun run(asking({{"--no-driver"_s, "-"_s}}));
+    QVERIFY(run.waitFor("30 to choose from.\r\nCountry, or a part of it: "));
+    run.type("30\n"); // a part of a name here, not a number
+    QVERIFY(run.waitFor("User name: "));
+    QVERIFY(run.screen().contains("Country 30, S: 1.32, pppoe, llc"));
+}
+
+void PromptTest::interruptedAtAQuestion()
+{
+    const QByteArray before = Machine::state();
+    TerminalRun run(asking());
+    QVERIFY(run.waitFor("Driver bundle (a tar archive): "));
+    run.type("\x03");
+    QCOMPARE(run.finish(), 130);
+    QVERIFY2(run.screen().contains("The set-up was interrupted."), run.screen().constData());
+    QCOMPARE(Machine::state(), before);
+}
+
+void PromptTest::interruptedAtThePassword()
+{
+    TerminalRun run(asking({{"--no-driver"_s, "-"_s},
+                            {"--country"_s, "Freedonia"_s},
+                            {"--service"_s, "Example LLC"_s},
+                            {"--user"_s, "me"_s}}));
+    QVERIFY(run.waitFor("Password: "));
+    QVERIFY(run.waitForEcho(false));
+    run.type("half a secr\x03");
+    QVERIFY(run.waitFor("The set-up was interrupted."));
+    QVERIFY(run.waitForEcho(true));
+    QCOMPARE(run.finish(), 130);
+    QVERIFY(!run.screen().contains("half a"));
+}
+
+void PromptTest::endOfInput()
+{
+    TerminalRun run(asking({{"--no-driver"_s, "-"_s}}));
+    QVERIFY(run.waitFor("Country, or its number: "));
+    run.type("\x04");
+    QCOMPARE(run.finish(), 2);
+    QVERIFY2(run.screen().contains(
+                 "\r\nNo country was chosen. Choose one, or give it with --country.\r\n"),
+             run.screen().constData());
+}
+
+void PromptTest::progressIsOneLine()
+{
+    m_machine.writeBundle(
+        Machine::makefile("@echo a step of the build\n@sleep 2\n" + Machine::usualBuild(),
+                          Machine::usualInstallation()));
+    TerminalRun run(Machine::arguments());
+    QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
+    m_machine.plugIn();
+    // Rewritten in place, with the time and the last line of the tool.
+    QVERIFY(run.waitFor("\r\x1b[K[ 8/13] compile the driver ... "));
+    QVERIFY(run.waitFor(" s | a step of the build"));
+    QVERIFY(run.waitFor("\r\x1b[K[ 8/13] compile the driver ... "));
+    QVERIFY(run.waitFor("\r\x1b[K[ 8/13] compile the driver ... done ("));
+    QCOMPARE(run.finish(), 0);
+    for (QByteArray line :
+         run.screen().left(run.screen().indexOf("What was written")).split('\r')) {
+        line.replace("\x1b[K", "");
+        if (line.contains(" | "))
+            QVERIFY2(line.size() < 100, line.constData());
+    }
+}
+
+KESTRA_TEST_MAIN(PromptTest)
+#include "prompttest.moc"

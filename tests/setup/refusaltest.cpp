@@ -1,0 +1,547 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "files.h"
+#include "machine.h"
+#include "testmain.h"
+
+#include <QDir>
+#include <QRegularExpression>
+
+#include <csignal>
+#include <unistd.h>
+
+using namespace KestraTest;
+
+using Changes = QMap<QString, QString>;
+Q_DECLARE_METATYPE(Changes)
+
+namespace {
+
+const QString scratch = Machine::directory + "/scratch"_s;
+
+QByteArray latin1(const QString &text) { return text.toLatin1(); }
+
+}
+
+/** Everything that is refused before the first change. */
+class RefusalTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void wrongOptions();
+    void helpAndVersion();
+    void wishesOnly_data();
+    void wishesOnly();
+    void password_data();
+    void password();
+    void passwordFromStandardInput();
+    void notRoot();
+    void noBus();
+    void missingTool_data();
+    void missingTool();
+    void unsafeBackupDirectory_data();
+    void unsafeBackupDirectory();
+    void missingRunLevel();
+    void missingRunLevelDoesNotMatterWithoutBoot();
+    void damagedDatabase();
+    void noModemInTime();
+    void interruptedWhileWaitingForTheModem_data();
+    void interruptedWhileWaitingForTheModem();
+    void aDeviceThatIsNoModem();
+    void bundle_data();
+    void bundle();
+    void patchToolIsNeededForAPatch();
+    void unwritableLog();
+
+private:
+    void refuses(const SetupResult &result, int code, const QByteArray &cause,
+                 const QByteArray &nextStep);
+
+    Machine m_machine;
+    QByteArray m_stateBefore;
+};
+
+void RefusalTest::init()
+{
+    m_machine.reset();
+    makeDirectory(scratch);
+    m_stateBefore = Machine::state();
+}
+
+/** The code, one sentence with the cause and the next step, and nothing changed. */
+void RefusalTest::refuses(const SetupResult &result, int code, const QByteArray &cause,
+                          const QByteArray &nextStep)
+{
+    QCOMPARE(result.errors, "\n" + cause + " " + nextStep + "\n");
+    QCOMPARE(result.code, code);
+    QVERIFY2(result.output.contains(" FAILED ("), result.output.constData());
+    QVERIFY2(!result.output.contains("What was written"), result.output.constData());
+    QCOMPARE(Machine::state(), m_stateBefore);
+    QVERIFY(!result.everything().contains(Machine::password));
+}
+
+void RefusalTest::wrongOptions()
+{
+    const SetupResult result = m_machine.run(Changes {{"--sequence"_s, "100"_s}});
+    QCOMPARE(result.code, 2);
+    QCOMPARE(result.output, QByteArray());
+    QCOMPARE(result.errors,
+             QByteArray("kestra-setup: --sequence must be a number from 0 to 99, not \"100\". See "
+                        "kestra-setup --help.\n"));
+
+    const SetupResult missing = m_machine.run(Changes {{"--country"_s, QString()}});
+    QCOMPARE(missing.code, 2);
+    QCOMPARE(missing.errors,
+             QByteArray("kestra-setup: --country is needed with --unattended. See kestra-setup "
+                        "--help.\n"));
+}
+
+void RefusalTest::helpAndVersion()
+{
+    const SetupResult help = m_machine.run(QStringList("--help"_s));
+    QCOMPARE(help.code, 0);
+    QVERIFY(help.output.contains("\nExit codes:\n    0  every stage succeeded\n"));
+    const SetupResult version = m_machine.run(QStringList("--version"_s));
+    QCOMPARE(version.code, 0);
+    QVERIFY(QRegularExpression("^kestra-setup [0-9]+\\.[0-9]+\\.[0-9]+\n$"_s)
+                .match(QString::fromLatin1(version.output))
+                .hasMatch());
+}
+
+void RefusalTest::wishesOnly_data()
+{
+    QTest::addColumn<Changes>("changes");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QByteArray>("cause");
+    QTest::addColumn<QByteArray>("nextStep");
+
+    QTest::newRow("no bundle") << Changes {{"--driver-bundle"_s, scratch + "/none"_s}} << 7
+                               << latin1("The driver bundle %1/none does not exist or is not a "
+                                         "readable file."_s.arg(scratch))
+                               << QByteArray("Give its path with --driver-bundle.");
+    QTest::newRow("a directory for a bundle")
+        << Changes {{"--driver-bundle"_s, scratch}} << 7
+        << latin1("The driver bundle %1 does not exist or is not a readable file."_s.arg(scratch))
+        << QByteArray("Give its path with --driver-bundle.");
+    QTest::newRow("no kernel headers")
+        << Changes {{"--kernel-headers"_s, scratch}} << 6
+        << latin1("The headers of the kernel are not in %1."_s.arg(scratch))
+        << latin1("Install the package linux-headers-%1, or give the directory with "
+                  "--kernel-headers."_s.arg(Machine::release));
+    QTest::newRow("no headers of the running kernel")
+        << Changes {{"--kernel-headers"_s, QString()}} << 6
+        << latin1("The headers of the kernel are not in /lib/modules/%1/build."_s.arg(
+               Machine::release))
+        << latin1("Install the package linux-headers-%1, or give the directory with "
+                  "--kernel-headers."_s.arg(Machine::release));
+    QTest::newRow("no init script")
+        << Changes {{"--data-dir"_s, scratch}} << 6
+        << latin1("The init script %1/kestrad is missing."_s.arg(scratch))
+        << QByteArray("Install kestra-setup completely, or give --data-dir.");
+
+    QTest::newRow("no database") << Changes {{"--providers"_s, scratch + "/none"_s}} << 16
+                                 << latin1("The provider database %1/none cannot be used: there is "
+                                           "no such file."_s.arg(scratch))
+                                 << QByteArray("Install kestra-setup completely, or give another "
+                                               "file with --providers.");
+    QTest::newRow("unknown country")
+        << Changes {{"--country"_s, "Atlantis"_s}} << 17
+        << QByteArray("The provider database has no country \"Atlantis\".")
+        << QByteArray("Give another name with --country.");
+    QTest::newRow("misspelt country")
+        << Changes {{"--country"_s, "Fredonia"_s}} << 17
+        << QByteArray("The provider database has no country \"Fredonia\".")
+        << QByteArray("Near matches: Freedonia. Give another name with --country.");
+    QTest::newRow("unknown service")
+        << Changes {{"--service"_s, "Example"_s}} << 17
+        << QByteArray("The provider database has no service \"Example\".")
+        << QByteArray(
+               "Near matches: Example PPPoA, Example PPPoE, Example Bad Protocol, Example No "
+               "Circuit, Example Bad Encapsulation. Give another name with --service.");
+    QTest::newRow("service of another country")
+        << Changes {{"--service"_s, "Sylvanian Telecom"_s}} << 17
+        << QByteArray("The provider database has no service \"Sylvanian Telecom\".")
+        << QByteArray("Give another name with --service.");
+    const QByteArray mend = "Mend the database, or choose another service.";
+    QTest::newRow("unknown protocol")
+        << Changes {{"--service"_s, "Example Bad Protocol"_s}} << 17
+        << QByteArray("The provider database has the unknown protocol \"pppox\" for \"Example Bad "
+                      "Protocol\".")
+        << mend;
+    QTest::newRow("no circuit") << Changes {{"--service"_s, "Example No Circuit"_s}} << 17
+                                << QByteArray("The provider database has no valid VPI and VCI for "
+                                              "\"Example No Circuit\".")
+                                << mend;
+    QTest::newRow("unknown encapsulation")
+        << Changes {{"--service"_s, "Example Bad Encapsulation"_s}} << 17
+        << QByteArray("The provider database has the unknown encapsulation \"x\" for \"Example Bad "
+                      "Encapsulation\".")
+        << mend;
+
+    const QByteArray letter = "Check the spelling in the provider's letter.";
+    const QPair<const char *, QString> users[] = {
+        {"has a double quote in it", "a\"b"_s},
+        {"has a backslash in it", "a\\b"_s},
+        {"has a line break in it", "a\nb"_s},
+        {"has a control character in it", "a\x7f"_s},
+        {"has a character in it that is not in Latin-1", QString(QChar(0x20ac))},
+        {"is longer than 255 characters", QString(256, QLatin1Char('u'))},
+    };
+    for (const auto &user : users)
+        QTest::addRow("user %s", user.first)
+            << Changes {{"--user"_s, user.second}} << 18
+            << "The user name cannot be used with pppd: it " + QByteArray(user.first) + "."
+            << letter;
+}
+
+void RefusalTest::wishesOnly()
+{
+    QFETCH(Changes, changes);
+    QFETCH(int, code);
+    QFETCH(QByteArray, cause);
+    QFETCH(QByteArray, nextStep);
+    qputenv("LC_ALL", "C.UTF-8");
+    refuses(m_machine.run(changes), code, cause, nextStep);
+}
+
+void RefusalTest::password_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<QByteArray>("cause");
+    QTest::addColumn<QByteArray>("nextStep");
+
+    const QString path = scratch + "/pw"_s;
+    const QByteArray open =
+        latin1("The password file %1 is open to others than its owner."_s.arg(path));
+    const QByteArray close = latin1("Run: chmod 600 %1"_s.arg(path));
+    QTest::newRow("readable by others") << QByteArray("x") << 0604 << open << close;
+    QTest::newRow("readable by the group") << QByteArray("x") << 0640 << open << close;
+    QTest::newRow("writable by others") << QByteArray("x") << 0602 << open << close;
+    QTest::newRow("missing") << QByteArray() << -1
+                             << latin1("The password file %1 cannot be opened: No such file or "
+                                       "directory."_s.arg(path))
+                             << QByteArray("Give a file that root can read with --password-file.");
+
+    const QByteArray another = "Ask the provider for another password.";
+    const QPair<const char *, QByteArray> contents[] = {
+        {"is empty", ""},
+        {"has a double quote in it", "a\"b"},
+        {"has a backslash in it", "a\\b"},
+        {"has a line break in it", "a\nb\n"},
+        {"has a control character in it", QByteArray("a\0b", 3)},
+        {"has a character in it that is not in Latin-1", "\xe2\x82\xac"},
+        {"is longer than 255 characters", QByteArray(256, 'p')},
+        {"begins with @/, which pppd takes for the name of a file", "@/etc/shadow"},
+    };
+    for (const auto &content : contents)
+        QTest::newRow(content.first)
+            << content.second << 0600
+            << "The password cannot be used with pppd: it " + QByteArray(content.first) + "."
+            << another;
+}
+
+void RefusalTest::password()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(int, mode);
+    QFETCH(QByteArray, cause);
+    QFETCH(QByteArray, nextStep);
+    const QString path = scratch + "/pw"_s;
+    if (mode >= 0)
+        writeFile(path, content, mode);
+    const SetupResult result = m_machine.run(Changes {{"--password-file"_s, path}});
+    refuses(result, 18, cause, nextStep);
+    if (content.size() > 1)
+        QVERIFY(!result.everything().contains(content.trimmed()));
+}
+
+void RefusalTest::passwordFromStandardInput()
+{
+    QProcess process;
+    Machine::start(
+        process,
+        Machine::arguments({{"--password-file"_s, QString()}, {"--password-stdin"_s, "-"_s}}));
+    process.write("with \"quotes\"\n");
+    process.closeWriteChannel();
+    refuses(Machine::finish(process), 18,
+            "The password cannot be used with pppd: it has a double quote in it.",
+            "Ask the provider for another password.");
+}
+
+void RefusalTest::notRoot()
+{
+    // Nobody is root in a user namespace without a map.
+    QProcess process;
+    process.start("unshare"_s, QStringList {"--user"_s, Machine::program} + Machine::arguments());
+    refuses(Machine::finish(process), 3, "This program must run as root.",
+            "Start it with sudo, or from a root shell.");
+}
+
+void RefusalTest::noBus()
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("DBUS_SYSTEM_BUS_ADDRESS"_s, "unix:path=/nowhere"_s);
+    process.setProcessEnvironment(environment);
+    Machine::start(process, Machine::arguments());
+    const SetupResult result = Machine::finish(process);
+    QCOMPARE(result.code, 5);
+    QVERIFY2(result.errors.startsWith("\nThe system message bus cannot be reached: "),
+             result.errors.constData());
+    QCOMPARE(Machine::state(), m_stateBefore);
+}
+
+void RefusalTest::missingTool_data()
+{
+    QTest::addColumn<QString>("tool");
+    QTest::addColumn<QString>("package");
+    QTest::addColumn<QString>("manager");
+    QTest::newRow("tar") << "tar"_s
+                         << "tar"_s
+                         << "apt"_s;
+    QTest::newRow("make") << "make"_s
+                          << "make"_s
+                          << "apt"_s;
+    QTest::newRow("dpkg") << "dpkg"_s
+                          << "dpkg"_s
+                          << "apt"_s;
+    QTest::newRow("apt-get") << "apt-get"_s
+                             << "apt"_s
+                             << "apt"_s;
+    QTest::newRow("zypper") << "zypper"_s
+                            << "zypper"_s
+                            << "zypper"_s;
+}
+
+/** A PATH on which there is every program but one. */
+static void hideTool(QProcess &process, const QString &hidden)
+{
+    const QString directory = scratch + "/bin"_s;
+    for (const char *tool :
+         {"tar", "make", "rm", "dpkg", "apt-get", "apt-cache", "zypper", "rpm"}) {
+        const QString name = QString::fromLatin1(tool);
+        if (name != hidden)
+            writeFile(directory + "/"_s + name, "#!/bin/sh\n", 0755);
+    }
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("PATH"_s, directory);
+    process.setProcessEnvironment(environment);
+}
+
+void RefusalTest::missingTool()
+{
+    QFETCH(QString, tool);
+    QFETCH(QString, package);
+    QFETCH(QString, manager);
+    QProcess process;
+    hideTool(process, tool);
+    Machine::start(
+        process,
+        Machine::arguments({{"--no-packages"_s, QString()}, {"--package-manager"_s, manager}}));
+    refuses(Machine::finish(process), 6, latin1("The program %1 is not installed."_s.arg(tool)),
+            latin1("Install the package %1."_s.arg(package)));
+}
+
+void RefusalTest::unsafeBackupDirectory_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("path");
+    const QString root = "/tmp/kestra_drv_backup"_s;
+    QTest::newRow("link") << "link"_s << root;
+    QTest::newRow("foreign") << "foreign"_s << root;
+    QTest::newRow("open") << "open"_s << root;
+    QTest::newRow("file") << "file"_s << root;
+    QTest::newRow("link below") << "link"_s << root + "/"_s + Machine::release;
+}
+
+void RefusalTest::unsafeBackupDirectory()
+{
+    QFETCH(QString, kind);
+    QFETCH(QString, path);
+    const QByteArray name = QFile::encodeName(path);
+    makeDirectory(QFileInfo(path).path());
+    if (kind == "link"_s)
+        QVERIFY(QFile::link("/var/tmp"_s, path));
+    else if (kind == "file"_s)
+        writeFile(path, "");
+    else
+        makeDirectory(path);
+    if (kind == "foreign"_s && ::chown(name.constData(), 65534, 65534) != 0)
+        QSKIP("there is no other user in this user namespace");
+    if (kind == "open"_s)
+        QCOMPARE(QProcess::execute("chmod"_s, {"0777"_s, path}), 0);
+    m_stateBefore = Machine::state();
+    refuses(m_machine.run(), 6,
+            name
+                + " is no directory that only root can write to, so the backup of the driver would "
+                  "not be safe there.",
+            "See who made it, then move it away.");
+}
+
+void RefusalTest::missingRunLevel()
+{
+    remove("/etc/rc4.d"_s);
+    m_stateBefore = Machine::state();
+    refuses(m_machine.run(), 6, "The run-level directory /etc/rc4.d does not exist.",
+            "Install the distribution's support for init scripts, or use --no-boot.");
+}
+
+void RefusalTest::missingRunLevelDoesNotMatterWithoutBoot()
+{
+    remove("/etc/rc4.d"_s);
+    m_stateBefore = Machine::state();
+    refuses(m_machine.run(Changes {{"--no-boot"_s, "-"_s}, {"--country"_s, "X"_s}}), 17,
+            "The provider database has no country \"X\".", "Give another name with --country.");
+}
+
+void RefusalTest::damagedDatabase()
+{
+    const QString path = scratch + "/services.xml"_s;
+    const Changes changes = {{"--providers"_s, path}};
+    const QByteArray nextStep =
+        "Install kestra-setup completely, or give another file with --providers.";
+
+    writeFile(path, "<services>\n <country code=\"A\">\n </services>\n");
+    const SetupResult malformed = m_machine.run(changes);
+    QCOMPARE(malformed.code, 16);
+    QVERIFY2(malformed.errors.contains("services.xml cannot be used: line 3, column "),
+             malformed.errors.constData());
+
+    writeFile(path, "<services/>\n");
+    refuses(m_machine.run(changes), 16,
+            latin1("The provider database %1 cannot be used: it has no countries."_s.arg(path)),
+            nextStep);
+}
+
+void RefusalTest::noModemInTime()
+{
+    QProcess process;
+    Machine::start(process, Machine::arguments({{"--modem-timeout"_s, "1"_s}}));
+    refuses(Machine::finish(process), 4, "No supported modem was plugged in within 1 seconds.",
+            "Unplug the modem, start again and plug it in when asked to.");
+}
+
+void RefusalTest::interruptedWhileWaitingForTheModem_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("interrupt") << SIGINT;
+    QTest::newRow("terminate") << SIGTERM;
+    QTest::newRow("hang up") << SIGHUP;
+}
+
+void RefusalTest::interruptedWhileWaitingForTheModem()
+{
+    QFETCH(int, signal);
+    QProcess process;
+    QByteArray output;
+    Machine::start(process, Machine::arguments());
+    QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem to be plugged in"));
+    ::kill(pid_t(process.processId()), signal);
+    refuses(Machine::finish(process, output, 3000), 130, "The set-up was interrupted.",
+            "Start it again to go on; every stage may be repeated.");
+}
+
+void RefusalTest::aDeviceThatIsNoModem()
+{
+    m_machine.product = 0x1234;
+    refuses(m_machine.run(Changes {{"--modem-timeout"_s, "7"_s}}), 4,
+            "No supported modem was plugged in within 7 seconds.",
+            "Unplug the modem, start again and plug it in when asked to.");
+}
+
+void RefusalTest::bundle_data()
+{
+    QTest::addColumn<QStringList>("tar"); ///< how the bundle is made, none for no archive
+    QTest::addColumn<Changes>("changes");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("cause");
+    QTest::addColumn<QString>("nextStep");
+
+    QTest::newRow("no archive") << QStringList() << Changes() << 7
+                                << "The driver bundle %1 is no tar archive that can be read to its "
+                                   "end."_s
+                                << "Make or download it again."_s;
+    QTest::newRow("leaves its directory")
+        << QStringList {"--transform=s,ueagle-atm/source.c,../source.c,"_s, "ueagle-atm"_s}
+        << Changes() << 7
+        << "The driver bundle %1 would put files outside its directory (../source.c)."_s
+        << "Get it from a source that you trust."_s;
+    QTest::newRow("absolute names")
+        << QStringList {"-P"_s, "--transform=s,^,/,"_s, "ueagle-atm"_s} << Changes() << 7
+        << "The driver bundle %1 would put files outside its directory (/ueagle-atm/)."_s
+        << "Get it from a source that you trust."_s;
+    QTest::newRow("other tree") << QStringList("ueagle-atm"_s)
+                                << Changes {{"--driver-tree"_s, "/usr/src/kestra/other"_s}} << 7
+                                << "The driver bundle %1 does not hold the driver tree other."_s
+                                << "Name the directory that it unpacks into with --driver-tree."_s;
+    const QString mend = "Mend --driver-tree or --extraction-path."_s;
+    QTest::newRow("tree outside")
+        << QStringList("ueagle-atm"_s) << Changes {{"--driver-tree"_s, "/usr"_s}} << 2
+        << "The driver tree /usr is not below the directory /usr/src/kestra in which the bundle is "
+           "unpacked."_s
+        << mend;
+    QTest::newRow("tree outside by a detour")
+        << QStringList("ueagle-atm"_s)
+        << Changes {{"--driver-tree"_s, "/usr/src/kestra/../../lib"_s}} << 2
+        << "The driver tree /usr/lib is not below the directory /usr/src/kestra in which the "
+           "bundle "
+           "is unpacked."_s
+        << mend;
+    QTest::newRow("root for a place to unpack in")
+        << QStringList("ueagle-atm"_s) << Changes {{"--extraction-path"_s, "/"_s}} << 2
+        << "The driver tree /ueagle-atm is not below the directory / in which the bundle is "
+           "unpacked."_s
+        << mend;
+}
+
+void RefusalTest::bundle()
+{
+    QFETCH(QStringList, tar);
+    QFETCH(Changes, changes);
+    QFETCH(int, code);
+    QFETCH(QString, cause);
+    QFETCH(QString, nextStep);
+    const QString path = scratch + "/b.tar"_s;
+    writeFile(path, "this is no archive, however long it may become\n");
+    if (!tar.isEmpty())
+        QCOMPARE(QProcess::execute(
+                     "tar"_s,
+                     QStringList {"-C"_s, Machine::directory + "/bundle"_s, "-cf"_s, path} + tar),
+                 0);
+    changes["--driver-bundle"_s] = path;
+    refuses(m_machine.run(changes), code, latin1(cause.contains("%1"_s) ? cause.arg(path) : cause),
+            latin1(nextStep));
+}
+
+void RefusalTest::patchToolIsNeededForAPatch()
+{
+    writeFile(Machine::directory + "/ueagle-atm-default_%1.patch"_s.arg(Machine::release), "");
+    QProcess process;
+    QByteArray output;
+    hideTool(process, "patch"_s);
+    remove(scratch + "/bin/tar"_s);
+    QVERIFY(QFile::link("/bin/tar"_s, scratch + "/bin/tar"_s));
+    QVERIFY(QFile::link("/bin/gzip"_s, scratch + "/bin/gzip"_s));
+    Machine::start(process, Machine::arguments());
+    QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem"));
+    m_machine.plugIn();
+    refuses(Machine::finish(process, output), 6, "The program patch is not installed.",
+            "Install the package patch.");
+}
+
+void RefusalTest::unwritableLog()
+{
+    const SetupResult result = m_machine.run(Changes {{"--log"_s, scratch + "/none/log"_s}});
+    QCOMPARE(result.code, 2);
+    QCOMPARE(result.errors,
+             latin1("kestra-setup: The log %1/none/log cannot be written: No such file or "
+                    "directory. See kestra-setup --help.\n"_s.arg(scratch)));
+}
+
+KESTRA_TEST_MAIN(RefusalTest)
+#include "refusaltest.moc"

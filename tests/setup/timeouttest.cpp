@@ -1,0 +1,61 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "files.h"
+#include "machine.h"
+#include "testmain.h"
+
+using namespace KestraTest;
+
+/** Tools that take longer than the library waits for them. */
+class TimeoutTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { m_machine.reset(); }
+
+    void aLongBuildIsWaitedFor();
+    void aLongBuildThatFailsIsNoSuccess();
+    void aLongInstallationIsJudgedByItsResult();
+
+private:
+    Machine m_machine;
+};
+
+void TimeoutTest::aLongBuildIsWaitedFor()
+{
+    m_machine.writeBundle(Machine::makefile("@sleep 33\n@echo late\n" + Machine::usualBuild(),
+                                            Machine::usualInstallation()));
+    const SetupResult result = m_machine.run(Machine::arguments({{"--verbose"_s, "-"_s}}), 120000);
+    QCOMPARE(result.errors, QByteArray());
+    QCOMPARE(result.code, 0);
+    QVERIFY2(result.output.contains("\n    Waiting for make (process "), result.output.constData());
+    QVERIFY2(result.output.contains("\n    | late\n"), result.output.constData());
+    QCOMPARE(readFile(Machine::newModule), Machine::source);
+}
+
+void TimeoutTest::aLongBuildThatFailsIsNoSuccess()
+{
+    m_machine.writeBundle(
+        Machine::makefile("@sleep 32\n@echo too bad\n@false", Machine::usualInstallation()));
+    const SetupResult result = m_machine.run(Machine::arguments(), 120000);
+    QCOMPARE(result.code, 10);
+    QVERIFY2(result.errors.contains("\n    | too bad\n"), result.errors.constData());
+    QCOMPARE(readFile(Machine::oldModule), QByteArray("the old driver\n"));
+}
+
+void TimeoutTest::aLongInstallationIsJudgedByItsResult()
+{
+    // The library removes the tree when its wait is over, under the tool that still runs.
+    m_machine.writeBundle(
+        Machine::makefile(Machine::usualBuild(), "@sleep 33\n" + Machine::usualInstallation()));
+    const SetupResult result = m_machine.run(Machine::arguments(), 120000);
+    QCOMPARE(result.code, 12);
+    QVERIFY2(result.output.contains("\n    Waiting for make (process "), result.output.constData());
+    QCOMPARE(readFile(Machine::oldModule), QByteArray("the old driver\n"));
+    QVERIFY(!exists(Machine::newModule));
+}
+
+KESTRA_TEST_MAIN(TimeoutTest)
+#include "timeouttest.moc"
