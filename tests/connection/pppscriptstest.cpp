@@ -922,7 +922,7 @@ void PppScriptsTest::pppdReadsThePeerUpToItsPlugin()
     QFETCH(const Writer *, writer);
     QFETCH(QByteArray, plugin);
     if (PppdRun::program().isEmpty())
-        QSKIP("pppd is not installed");
+        QSKIP("there is no pppd that this user may run");
     m_manager->pppScript = m_manager->unicornScript = peer;
     QVERIFY(m_manager->writeOptionsScript());
     QVERIFY(writer->write(*m_manager, user));
@@ -952,7 +952,7 @@ void PppScriptsTest::pppdUnderstandsAllOtherLines()
 {
     QFETCH(const Writer *, writer);
     if (PppdRun::program().isEmpty())
-        QSKIP("pppd is not installed");
+        QSKIP("there is no pppd that this user may run");
     m_manager->pppScript = m_manager->unicornScript = peer;
     QVERIFY(m_manager->writeOptionsScript());
     QVERIFY(writer->write(*m_manager, "a b%1"_s));
@@ -975,7 +975,7 @@ void PppScriptsTest::pppdUnderstandsAllOtherLines()
 void PppScriptsTest::pppdReadsTheOptions()
 {
     if (PppdRun::program().isEmpty())
-        QSKIP("pppd is not installed");
+        QSKIP("there is no pppd that this user may run");
     QVERIFY(m_manager->writeOptionsScript());
     writeFile(peer, "noauth\n");
     const PppdRun run({"notty"_s});
@@ -991,7 +991,7 @@ void PppScriptsTest::pppdReadsTheOptions()
 void PppScriptsTest::pppdReadsTheWholePeer()
 {
     if (PppdRun::program().isEmpty())
-        QSKIP("pppd is not installed");
+        QSKIP("there is no pppd that this user may run");
     if (!kernelHasPpp())
         QSKIP("the kernel has no PPP: pppd stops at the plugin line of a peer file");
     QVERIFY(m_manager->writeOptionsScript());
