@@ -12,7 +12,7 @@
 
 using Kestra::Private::debugLine;
 using Kestra::Private::readLine;
-using Kestra::Private::textUpToNul;
+using Kestra::Private::text;
 
 namespace {
 
@@ -115,7 +115,7 @@ bool DNS_Manager::isFileCorrect()
         return false;
     const Closer closer(m_resolvFile);
     while (!m_resolvFile.atEnd()) {
-        const QString line = textUpToNul(readLine(m_resolvFile, lineSize + 1));
+        const QString line = text(readLine(m_resolvFile, lineSize + 1));
         if (line.startsWith(QLatin1Char('#'))) {
             if (line.startsWith(QLatin1String("# Modified_by:  NetworkManager")))
                 return false;

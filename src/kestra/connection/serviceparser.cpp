@@ -17,6 +17,7 @@ int number(const QDomElement &element) { return element.text().toUShort(nullptr,
 
 ServiceParser::ServiceParser(const QString &fileName) : m_vpi(0), m_vci(0), m_file(fileName)
 {
+    qRegisterMetaType<QMap<int, QString>>("QMap<int,QString>"); // for queued connections
     if (m_file.exists())
         qDebug() << "Using external file:" << fileName;
     // What stands before a mistake in the file is in the document even so; drop it.

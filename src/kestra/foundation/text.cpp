@@ -7,6 +7,11 @@
 
 namespace Kestra::Private {
 
+QString text(const QByteArray &bytes)
+{
+    return QString::fromLatin1(bytes.constData(), static_cast<int>(bytes.size()));
+}
+
 QString textUpToNul(const QByteArray &bytes)
 {
     return QString::fromLatin1(bytes.constData(),

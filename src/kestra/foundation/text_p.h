@@ -12,6 +12,9 @@ class QIODevice;
 /** Text as the tools and the system files hold it: bytes, each one character of Latin-1. */
 namespace Kestra::Private {
 
+/** Converts all bytes; QString::fromLatin1() stops at a zero byte with Qt 5. */
+QString text(const QByteArray &bytes);
+
 /** Converts the bytes up to the first zero byte. */
 QString textUpToNul(const QByteArray &bytes);
 

@@ -6,6 +6,7 @@
 #include <kestra/foundation/debugline_p.h>
 #include <kestra/foundation/myprocess.h>
 #include <kestra/foundation/systeminfo.h>
+#include <kestra/foundation/text_p.h>
 #include <kestra/media/filemanager.h>
 
 #include <QDebug>
@@ -18,6 +19,7 @@
 #include <initializer_list>
 
 using Kestra::Private::debugLine;
+using Kestra::Private::text;
 
 namespace {
 
@@ -241,7 +243,7 @@ void Compiler::debugDriverCompileProcess(QByteArray line)
 void Compiler::debugDriverRemoveProcess(QByteArray line)
 {
     if (line.count(':') == 2)
-        removeLines.append(QString::fromLatin1(line));
+        removeLines.append(text(line));
     logLine("debugDriverRemoveProcess", line);
 }
 

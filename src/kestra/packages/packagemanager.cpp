@@ -20,7 +20,7 @@
 
 using Kestra::Private::debugLine;
 using Kestra::Private::readLine;
-using Kestra::Private::textUpToNul;
+using Kestra::Private::text;
 
 namespace {
 
@@ -132,7 +132,7 @@ int PackageManager::addSuseDisc(QString const &mountPoint)
     }
     qDebug() << "product file is open";
     QRegExp productLine(QStringLiteral("^/\\s+(.{1,100})\\s*$"));
-    if (!productLine.exactMatch(textUpToNul(readLine(productFile, 100))))
+    if (!productLine.exactMatch(text(readLine(productFile, 100))))
         return badProductLine;
     const QString product = productLine.cap(1).trimmed();
     qDebug() << "exact match:" << product;

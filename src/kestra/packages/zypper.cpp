@@ -13,6 +13,7 @@
 #include <initializer_list>
 
 using Kestra::Private::readLine;
+using Kestra::Private::text;
 using Kestra::Private::textUpToNul;
 
 namespace {
@@ -118,7 +119,7 @@ bool Zypper::getArePackagesAvailable(QStringList const &packages)
     m_showProcess->waitForFinished(queryTimeout);
     const QRegExp notFound(QStringLiteral("package (.{1,100}) not found"));
     while (!m_showProcess->atEnd()) {
-        if (notFound.indexIn(textUpToNul(readLine(*m_showProcess, 200))) != -1)
+        if (notFound.indexIn(text(readLine(*m_showProcess, 200))) != -1)
             return false;
     }
     return true;
@@ -145,9 +146,9 @@ int Zypper::install(QStringList const &packages)
 
 void Zypper::debugProcess(QByteArray line)
 {
-    const QString text = textUpToNul(line);
-    if (m_progressRegExp.indexIn(text) != -1)
+    const QString output = text(line);
+    if (m_progressRegExp.indexIn(output) != -1)
         return;
-    qDebug() << "Zypper::debugProcess():" << text;
+    qDebug() << "Zypper::debugProcess():" << output;
     m_log.append(line);
 }
