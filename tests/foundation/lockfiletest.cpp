@@ -277,10 +277,10 @@ void LockFileTest::readOnlyFileSystem_data()
 void LockFileTest::readOnlyFileSystem()
 {
     QFETCH(QByteArray, content);
-    QCOMPARE(mount("tmpfs", "/mnt", "tmpfs", 0, nullptr), 0);
+    QCOMPARE(mount("tmpfs", "/mnt", "tmpfs", 0, ""), 0);
     if (!content.isNull())
         writeFile("/mnt/file"_s, content);
-    QCOMPARE(mount(nullptr, "/mnt", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    QCOMPARE(mount("tmpfs", "/mnt", "tmpfs", MS_REMOUNT | MS_RDONLY, ""), 0);
 
     DebugFile log;
     const int fd = lockFile("/mnt/file"_s);
