@@ -602,6 +602,7 @@ void ZypperTest::availabilityNeedsTheText_data()
     QTest::newRow("without newline") << QByteArray("package foo not found") << false;
     QTest::newRow("within a line") << QByteArray("the package foo not found!\n") << false;
     QTest::newRow("on a later line") << QByteArray("\n\nfoo\npackage foo not found\n") << false;
+    QTest::newRow("after a NUL byte") << QByteArray("x\0package foo not found\n", 24) << false;
     QTest::newRow("several words") << QByteArray("package a b c not found\n") << false;
     QTest::newRow("longest name") << "package " + QByteArray(100, 'x') + " not found\n" << false;
     QTest::newRow("too long a name") << "package " + QByteArray(101, 'x') + " not found\n" << true;
