@@ -141,7 +141,7 @@ private Q_SLOTS:
     void toolsInheritTheEnvironment();
     void toolsInheritTheWorkingDirectory();
     void outputOfToolsIsNotRead();
-    void toolsGetAnInputPipe();
+    void toolsGetAnOpenInput();
     void eachActionHasItsProcess();
     void busyProcessIsWaitedFor_data();
     void busyProcessIsWaitedFor();
@@ -673,15 +673,16 @@ void MountUmountTest::outputOfToolsIsNotRead()
     QCOMPARE(m_log->texts(), QStringList(exitCodeLine("mountVolume", 0)));
 }
 
-void MountUmountTest::toolsGetAnInputPipe()
+void MountUmountTest::toolsGetAnOpenInput()
 {
     StandInTool umount("umount");
-    StandInTool::Behaviour tellsItsInput;
-    tellsItsInput.script = "readlink /proc/self/fd/0";
-    umount.setBehaviour(tellsItsInput);
+    StandInTool::Behaviour readsItsInput;
+    readsItsInput.script = "readlink /proc/self/fd/0; timeout 0.3 cat; echo $?";
+    umount.setBehaviour(readsItsInput);
     QCOMPARE(m_manager->unmountVolume("/mnt"_s, false), 0);
-    const QByteArray input = m_manager->m_unmountProcess->readAllStandardOutput();
-    QVERIFY2(input.startsWith("pipe:"), input.constData());
+    const QByteArray output = m_manager->m_unmountProcess->readAllStandardOutput();
+    QVERIFY2(output.startsWith("pipe:"), output.constData());
+    QVERIFY2(output.endsWith("\n124\n"), output.constData()); // cat has waited in vain
 }
 
 void MountUmountTest::eachActionHasItsProcess()
