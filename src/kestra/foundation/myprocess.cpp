@@ -10,6 +10,12 @@ namespace {
 
 constexpr int firstWindow = 128;
 
+const char *findByte(char byte, const char *begin, const char *end)
+{
+    const void *const found = memchr(begin, byte, static_cast<size_t>(end - begin));
+    return found ? static_cast<const char *>(found) : end;
+}
+
 /**
  * Returns the first newline or carriage return in [begin, end), or end.
  *
@@ -20,11 +26,7 @@ const char *findTerminator(const char *begin, const char *end)
 {
     for (std::ptrdiff_t window = firstWindow; begin != end; window *= 2) {
         const char *const limit = begin + std::min(window, end - begin);
-        const auto find = [begin](char terminator, const char *stop) {
-            const void *found = memchr(begin, terminator, stop - begin);
-            return found ? static_cast<const char *>(found) : stop;
-        };
-        const char *const found = find('\r', find('\n', limit));
+        const char *const found = findByte('\r', begin, findByte('\n', begin, limit));
         if (found != limit)
             return found;
         begin = limit;
@@ -89,17 +91,30 @@ int MyProcess::canReadLine(QByteArray const &buffer, int from) const
 
 void MyProcess::genericRead(QByteArray data)
 {
-    // The buffer never holds a terminator: only the new bytes are searched, and the first line is
-    // what the buffer holds and the first piece of them.
-    int start = 0;
-    for (int pos = canReadLine(data, 0); pos >= 0; pos = canReadLine(data, start)) {
+    // The buffer never holds a terminator: only the new bytes are searched, once for each kind, and
+    // the first line is what the buffer holds and the first piece of them.
+    const char *start = data.constData();
+    const char *const end = start + data.size();
+    const char *newline = findByte('\n', start, end);
+    const char *carriageReturn = findByte('\r', start, end);
+    for (;;) {
+        const char *const terminator = std::min(newline, carriageReturn);
+        if (terminator == end)
+            break;
+        const int size = static_cast<int>(terminator - start);
         QByteArray line;
-        line.swap(m_buffer);
-        line.append(data.constData() + start, pos - start);
-        start = pos + 1;
+        if (m_buffer.isEmpty()) {
+            line = QByteArray(start, size);
+        } else {
+            line.swap(m_buffer);
+            line.append(start, size);
+        }
+        start = terminator + 1;
+        const char *&used = terminator == newline ? newline : carriageReturn;
+        used = findByte(*terminator, start, end);
         Q_EMIT lineAvailable(line);
     }
-    m_buffer.append(data.constData() + start, data.size() - start);
+    m_buffer.append(start, static_cast<int>(end - start));
 }
 
 void MyProcess::readStdOut() { genericRead(readAllStandardOutput()); }
