@@ -58,6 +58,7 @@ private Q_SLOTS:
     void buildWithoutProduct();
     void installationThatFails();
     void installationThatFailsWithoutAnEarlierDriver();
+    void installationThatChangesMore();
     void installationThatPretends();
     void installationThatBringsTheOldDriverOnly();
     void backupThatIsLost();
@@ -204,6 +205,30 @@ void DriverTest::installationThatFailsWithoutAnEarlierDriver()
              result.output.constData());
 }
 
+void DriverTest::installationThatChangesMore()
+{
+    // No backup is made of what is not the driver, so what happened to it must be told.
+    const QByteArray other = Machine::modules.toLatin1() + "/kernel/usbatm.ko";
+    writeFile(QString::fromLatin1(other), "the old helper\n");
+    m_machine.writeBundle(Machine::makefile(
+        Machine::usualBuild(), "echo the new one of another size >" + other + "\n@false"));
+    const SetupResult failed = m_machine.run();
+    QCOMPARE(failed.code, 12);
+    QVERIFY2(failed.output.contains("\n    The failed installation changed " + other
+                                    + ", which no backup was made of.\n"),
+             failed.output.constData());
+    QVERIFY(!failed.output.contains("changed " + Machine::oldModule.toLatin1()));
+
+    m_machine.reset();
+    m_machine.writeBundle(Machine::makefile(Machine::usualBuild(),
+                                            Machine::usualInstallation()
+                                                + "\necho the new one of another size >" + other));
+    const SetupResult succeeded = m_machine.run();
+    QCOMPARE(succeeded.code, 0);
+    QVERIFY2(succeeded.output.contains("\n  " + other + "  (installed with the driver)\n"),
+             succeeded.output.constData());
+}
+
 void DriverTest::installationThatPretends()
 {
     m_machine.writeBundle(Machine::makefile(Machine::usualBuild(), "@echo all is well"));
@@ -314,17 +339,11 @@ void DriverTest::interruptedWhileCompiling()
     QProcess process;
     QByteArray output;
     process.start("setsid"_s,
-                  QStringList {"--wait"_s, Machine::program}
-                      + Machine::arguments({{"--verbose"_s, "-"_s}}));
+                  QStringList(Machine::program) + Machine::arguments({{"--verbose"_s, "-"_s}}));
     QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem"));
     m_machine.plugIn();
     QVERIFY(Machine::waitForOutput(process, output, "\n    | building\n"));
-    QProcess pgrep;
-    pgrep.start("pgrep"_s, {"-x"_s, "make"_s});
-    QVERIFY(pgrep.waitForFinished());
-    const pid_t make = pgrep.readAllStandardOutput().trimmed().toInt();
-    QVERIFY(make > 0);
-    QCOMPARE(::kill(-::getpgid(make), SIGINT), 0);
+    QCOMPARE(::kill(-pid_t(process.processId()), SIGINT), 0);
     const SetupResult result = Machine::finish(process, output);
     QVERIFY2(result.output.contains("\n    Interrupted: stopping as soon as this stage can end.\n"),
              result.output.constData());

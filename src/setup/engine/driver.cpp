@@ -266,6 +266,7 @@ Outcome backupDriver(Session &session)
             QStringLiteral("The installed driver %1 could not be saved.").arg(saved.installedPath),
             QStringLiteral("See whether /tmp is full, then start again."));
     }
+    session.treeBeforeInstallation = moduleTreeNow(session.kernelRelease);
     if (installed.isEmpty())
         return Outcome::skipped(
             QStringLiteral("no %1 is installed").arg(session.driver.compiledDriverName));
@@ -283,8 +284,8 @@ Outcome installDriver(Session &session)
                     QStringLiteral("unpacked and removed again"));
     if (code == 0 && isNewDriverInstalled(session)) {
         for (const QString &path :
-             installedCopies(session.kernelRelease, session.driver.compiledDriverName))
-            session.changed(path, QStringLiteral("the new driver"));
+             changedModules(session.kernelRelease, *session.treeBeforeInstallation))
+            session.changed(path, QStringLiteral("installed with the driver"));
         return Outcome::done();
     }
 

@@ -34,6 +34,30 @@ QStringList installedCopies(const QString &kernelRelease, const QString &module)
     return files.getIndex().filter(QLatin1Char('/') + module);
 }
 
+ModuleTree moduleTreeNow(const QString &kernelRelease)
+{
+    FileManager files;
+    files.indexFiles(moduleTree(kernelRelease));
+    ModuleTree tree;
+    for (const QString &path : files.getIndex()) {
+        const QFileInfo file(path);
+        tree.insert(path, {file.lastModified(), file.size()});
+    }
+    return tree;
+}
+
+QStringList changedModules(const QString &kernelRelease, const ModuleTree &before)
+{
+    const ModuleTree now = moduleTreeNow(kernelRelease);
+    QStringList changed;
+    for (auto file = now.cbegin(); file != now.cend(); ++file) {
+        if (before.value(file.key()) != file.value())
+            changed.append(file.key());
+    }
+    changed.sort();
+    return changed;
+}
+
 bool prepareBackupDirectory(Session &session)
 {
     if (::mkdir(QFile::encodeName(backupRoot()).constData(), 0700) != 0 && errno != EEXIST)
@@ -69,6 +93,15 @@ QString restoreModules(Session &session)
         if (!isSaved(path) && QFile::remove(path))
             session.frontend.note(
                 QStringLiteral("Removed %1, which the failed installation left.").arg(path));
+    }
+    const QStringList others = session.treeBeforeInstallation
+        ? changedModules(session.kernelRelease, *session.treeBeforeInstallation)
+        : QStringList();
+    for (const QString &path : others) {
+        session.changed(path, QStringLiteral("changed by the failed installation"));
+        session.frontend.note(QStringLiteral("The failed installation changed %1, which no backup "
+                                             "was made of.")
+                                  .arg(path));
     }
     session.compiler->restoreDriver();
     for (const SavedModule &saved : qAsConst(session.savedModules)) {

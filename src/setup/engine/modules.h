@@ -23,6 +23,12 @@ bool prepareBackupDirectory(Session &session);
 /** Returns where the backup of @p installedPath belongs. */
 QString backupPath(const QString &installedPath, const QString &kernelRelease);
 
+/** Returns time and size of everything in the module tree. */
+ModuleTree moduleTreeNow(const QString &kernelRelease);
+
+/** Returns what is new or changed in the module tree since @p before. */
+QStringList changedModules(const QString &kernelRelease, const ModuleTree &before);
+
 /**
  * Brings the saved modules back, and lets nothing of a failed installation stay.
  *

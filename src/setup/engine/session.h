@@ -13,6 +13,9 @@
 #include <kestra/modem/compiler.h>
 
 #include <QByteArray>
+#include <QDateTime>
+#include <QHash>
+#include <QPair>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -38,6 +41,9 @@ struct SavedModule
     QString backupPath;
     QByteArray checksum;
 };
+
+/** The files of the module tree, and what tells a change of them. */
+using ModuleTree = QHash<QString, QPair<QDateTime, qint64>>;
 
 /** The parameters of the line, from the provider database. */
 struct Line
@@ -78,6 +84,7 @@ public:
     std::unique_ptr<Compiler> compiler;
     QByteArray builtChecksum;
     QVector<SavedModule> savedModules;
+    std::optional<ModuleTree> treeBeforeInstallation;
 
     QVector<Change> changes;
 
