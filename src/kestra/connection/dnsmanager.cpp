@@ -9,6 +9,7 @@
 #include <QDebug>
 
 #include <algorithm>
+#include <utility>
 
 using Kestra::Private::debugLine;
 using Kestra::Private::readLine;
@@ -25,18 +26,6 @@ QString dottedQuad()
         QStringLiteral("(([0-9]{1,2})|(1{1}[0-9]{2})|(2{1}[5]{1}[0-5]{1})|(2{1}[0-4]{1}[0-9]{1}))");
     return QStringList({octet, octet, octet, octet}).join(QStringLiteral("\\."));
 }
-
-/** Closes a file at the end of a block. */
-class Closer
-{
-public:
-    explicit Closer(QFile &file) : m_file(file) { }
-    ~Closer() { m_file.close(); }
-    Q_DISABLE_COPY(Closer)
-
-private:
-    QFile &m_file;
-};
 
 }
 
@@ -74,7 +63,7 @@ bool DNS_Manager::setServers(QStringList &servers)
         return false;
     }
     qDebug() << "valid addresses:" << servers;
-    for (const QString &server : qAsConst(servers))
+    for (const QString &server : std::as_const(servers))
         m_resolvFile.write("nameserver " + server.toLatin1() + '\n');
     m_resolvFile.close();
     qDebug() << "Kestra::setDNS(): The DNS servers" << servers << "have been written.";
@@ -113,15 +102,16 @@ bool DNS_Manager::isFileCorrect()
 {
     if (!m_resolvFile.open(QIODevice::ReadOnly))
         return false;
-    const Closer closer(m_resolvFile);
-    while (!m_resolvFile.atEnd()) {
-        const QString line = text(readLine(m_resolvFile, lineSize + 1));
-        if (line.startsWith(QLatin1Char('#'))) {
-            if (line.startsWith(QLatin1String("# Modified_by:  NetworkManager")))
-                return false;
-        } else if (!m_nameserverRegExp.exactMatch(line) && !line.trimmed().isEmpty()) {
-            return false;
-        }
-    }
-    return true;
+    bool correct = true;
+    while (correct && !m_resolvFile.atEnd())
+        correct = isLineCorrect(text(readLine(m_resolvFile, lineSize + 1)));
+    m_resolvFile.close();
+    return correct;
+}
+
+bool DNS_Manager::isLineCorrect(const QString &line) const
+{
+    if (line.startsWith(QLatin1Char('#')))
+        return !line.startsWith(QLatin1String("# Modified_by:  NetworkManager"));
+    return m_nameserverRegExp.exactMatch(line) || line.trimmed().isEmpty();
 }

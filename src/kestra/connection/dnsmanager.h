@@ -8,6 +8,7 @@
 
 #include <QFile>
 #include <QRegExp>
+#include <QString>
 #include <QStringList>
 
 /**
@@ -42,6 +43,7 @@ public:
 
 private:
     void backUp();
+    bool isLineCorrect(const QString &line) const;
 
     QFile m_resolvFile;
     QFile m_backupFile;

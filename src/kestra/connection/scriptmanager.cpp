@@ -83,7 +83,20 @@ QStringList ethernetLines(const QString &interface, const QString &user)
 
 bool isOpenToOthers(const struct stat &status)
 {
-    return (status.st_mode & (S_IRWXG | S_IRWXO)) || status.st_uid != geteuid();
+    return S_ISREG(status.st_mode)
+        && ((status.st_mode & (S_IRWXG | S_IRWXO)) || status.st_uid != geteuid());
+}
+
+/** Takes an open file away from others; returns false when somebody else could still read it. */
+bool hideFromOthers(int fd)
+{
+    struct stat status;
+    if (fstat(fd, &status) != 0)
+        return false;
+    if (!isOpenToOthers(status))
+        return true;
+    return fchmod(fd, status.st_mode & S_IRWXU) == 0 && fstat(fd, &status) == 0
+        && !isOpenToOthers(status);
 }
 
 /**
@@ -96,15 +109,14 @@ bool openSecret(QFile &file)
     const QString target = QFileInfo(file.fileName()).canonicalFilePath(); // of a link
     const QByteArray path = QFile::encodeName(target.isEmpty() ? file.fileName() : target);
     struct stat status;
-    if (lstat(path.constData(), &status) == 0 && S_ISREG(status.st_mode) && isOpenToOthers(status))
+    if (lstat(path.constData(), &status) == 0 && isOpenToOthers(status))
         unlink(path.constData());
 
-    const int fd = open(path.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const int fd =
+        open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (fd < 0)
         return false;
-    if (fstat(fd, &status) == 0 && isOpenToOthers(status))
-        fchmod(fd, status.st_mode & S_IRWXU);
-    if (ftruncate(fd, 0) == 0 && file.open(fd, QIODevice::WriteOnly, QFile::AutoCloseHandle))
+    if (hideFromOthers(fd) && file.open(fd, QIODevice::WriteOnly, QFile::AutoCloseHandle))
         return true;
     close(fd);
     return false;

@@ -29,7 +29,7 @@ int setWholeFileLock(int fd, short type)
 
 }
 
-int lockFile(QString const &path)
+int lockFile(const QString &path)
 {
     errno = 0;
     const QByteArray name = path.toLocal8Bit();

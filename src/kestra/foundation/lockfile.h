@@ -27,7 +27,7 @@
  * lock. -1 when no lock is held: with `errno` set to `EPERM` the file could not be opened,
  * otherwise another process holds the lock. The file is truncated even then.
  */
-KESTRA_EXPORT int lockFile(QString const &path);
+KESTRA_EXPORT int lockFile(const QString &path);
 
 /**
  * Releases the lock of @p fd and closes it; the file stays.

@@ -20,7 +20,7 @@ const char *findByte(char byte, const char *begin, const char *end)
  * Returns the first newline or carriage return in [begin, end), or end.
  *
  * Looks at windows that double in size, so that neither of the two searches runs far beyond the
- * nearest terminator of the other kind: the cost stays within twice the length of the line.
+ * nearest terminator of the other kind: the cost is in proportion to the length of the line.
  */
 const char *findTerminator(const char *begin, const char *end)
 {
@@ -52,7 +52,7 @@ MyProcess::~MyProcess()
     disconnect(this, nullptr, this, nullptr);
 }
 
-void MyProcess::addArgument(QString const &argument)
+void MyProcess::addArgument(const QString &argument)
 {
     if (m_program.isEmpty())
         m_program = argument;
@@ -70,7 +70,7 @@ QStringList MyProcess::arguments() const { return QStringList(m_program) + m_arg
 
 void MyProcess::start() { start(m_program, m_arguments); }
 
-void MyProcess::start(QString const &program, QStringList const &arguments)
+void MyProcess::start(const QString &program, const QStringList &arguments)
 {
     m_buffer.clear();
     QProcess::start(program, arguments, QIODevice::ReadWrite);
@@ -78,7 +78,7 @@ void MyProcess::start(QString const &program, QStringList const &arguments)
 
 bool MyProcess::isRunning() const { return state() == QProcess::Running; }
 
-int MyProcess::canReadLine(QByteArray const &buffer, int from) const
+int MyProcess::canReadLine(const QByteArray &buffer, int from) const
 {
     if (from < 0)
         from = std::max(from + static_cast<int>(buffer.size()), 0);

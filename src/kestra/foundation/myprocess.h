@@ -16,11 +16,13 @@
  *
  * Standard error is merged into standard output. Output is handled while the owner waits in
  * `waitForFinished()` or while the event loop runs; the lines of a run have all been delivered
- * when the wait returns. What the child writes after its last line terminator is never delivered.
+ * when the wait returns true. What the child writes after its last line terminator is never
+ * delivered.
  *
  * @code
  * MyProcess process(nullptr);
- * QObject::connect(&process, &MyProcess::lineAvailable, [](QByteArray line) { puts(line); });
+ * QObject::connect(&process, &MyProcess::lineAvailable,
+ *                  [](QByteArray line) { puts(line.constData()); });
  * process.addArgument(QStringLiteral("ls"));
  * process.addArgument(QStringLiteral("/"));
  * process.start();
@@ -28,7 +30,8 @@
  * @endcode
  *
  * The class writes no message. A program that cannot be started leaves the process in
- * `QProcess::NotRunning` with `QProcess::error()` set, and `exitCode()` reads 255.
+ * `QProcess::NotRunning` with `QProcess::error()` set, and `exitCode()` reads 255; with no program
+ * set it stays what it was.
  */
 class KESTRA_EXPORT MyProcess : public QProcess
 {
@@ -40,7 +43,7 @@ public:
     ~MyProcess() override;
 
     /** Sets the program if none is set, otherwise appends @p argument to the arguments. */
-    void addArgument(QString const &argument);
+    void addArgument(const QString &argument);
 
     /** Forgets the program and its arguments. */
     void clearArguments();
@@ -53,7 +56,7 @@ public:
     void start();
 
     /** Starts @p program with @p arguments instead; the stored command stays as it is. */
-    void start(QString const &program, QStringList const &arguments);
+    void start(const QString &program, const QStringList &arguments);
 
     /** Returns whether the child runs; false while it is still starting. */
     bool isRunning() const;
@@ -65,7 +68,7 @@ public:
      * @param from the index of the first byte to look at; a negative one counts from the end
      * @return the index of the first terminator at or after @p from, or -1 if there is none
      */
-    int canReadLine(QByteArray const &buffer, int from) const;
+    int canReadLine(const QByteArray &buffer, int from) const;
     using QProcess::canReadLine;
 
     /**

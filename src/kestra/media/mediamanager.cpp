@@ -21,9 +21,12 @@ constexpr int mountTimeout = 30000; // ms
 constexpr int unmountTimeout = 10000;
 constexpr int ejectTimeout = 10000;
 
-QDBusReply<QStringList> findDiscs()
+/** Returns the identifiers of all discs; none when the hardware daemon does not answer. */
+QStringList findDiscs()
 {
-    return hal_iface.call(QStringLiteral("FindDeviceByCapability"), QStringLiteral("volume.disc"));
+    const QDBusReply<QStringList> reply =
+        hal_iface.call(QStringLiteral("FindDeviceByCapability"), QStringLiteral("volume.disc"));
+    return reply.error().isValid() ? QStringList() : reply.value();
 }
 
 /** Runs a tool; returns false when it cannot be started or outruns its time, and leaves it then. */
@@ -61,24 +64,18 @@ MediaManager::~MediaManager()
     delete m_ejectProcess;
 }
 
-int MediaManager::getVolumesCount()
-{
-    const QDBusReply<QStringList> udis = findDiscs();
-    return udis.error().isValid() ? 0 : udis.value().count();
-}
+int MediaManager::getVolumesCount() { return findDiscs().count(); }
 
 QList<Volume> MediaManager::getVolumesList()
 {
     m_volumes.clear();
-    const QDBusReply<QStringList> udis = findDiscs();
-    if (!udis.error().isValid()) {
-        for (const QString &udi : udis.value()) {
-            HalDevice hal(udi);
-            const QDBusReply<QString> device = hal.property<QString>("block.device");
-            const QDBusReply<QString> label = hal.property<QString>("volume.label");
-            if (!device.error().isValid() && !label.error().isValid())
-                m_volumes.append(Volume(device, label, udi));
-        }
+    const QStringList udis = findDiscs();
+    for (const QString &udi : udis) {
+        HalDevice hal(udi);
+        const QDBusReply<QString> device = hal.property<QString>("block.device");
+        const QDBusReply<QString> label = hal.property<QString>("volume.label");
+        if (!device.error().isValid() && !label.error().isValid())
+            m_volumes.append(Volume(device, label, udi));
     }
     qDebug() << "Volumes list count:" << m_volumes.count();
     return m_volumes;
@@ -119,9 +116,8 @@ int MediaManager::mountVolume(const QString &udi, const QString &mountPoint)
         qDebug() << "MediaManager::mountVolume(): reply is invalid, aborting (returning -2)";
         return -2;
     }
-    const QDir directory(mountPoint);
-    if (!directory.exists()) {
-        if (!directory.mkpath(mountPoint)) {
+    if (!QDir(mountPoint).exists()) {
+        if (!QDir().mkpath(mountPoint)) {
             qDebug() << QStringLiteral("MediaManager::mountVolume(): could not create mount path "
                                        "(%1), aborting (returning -3)")
                             .arg(mountPoint);

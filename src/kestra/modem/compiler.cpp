@@ -16,7 +16,11 @@
 #include <QProcess>
 #include <QThread>
 
+#include <utility>
+
 #include <initializer_list>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using Kestra::Private::debugLine;
 using Kestra::Private::text;
@@ -25,6 +29,8 @@ namespace {
 
 constexpr int toolTimeout = 30000; // ms, for tar and make
 constexpr int patchTimeout = 5000;
+
+const QString backupRoot = QStringLiteral("/tmp/kestra_drv_backup");
 
 QStringList splitList(const QString &list) { return list.split(QStringLiteral(", ")); }
 
@@ -40,6 +46,14 @@ void removeTree(const QString &path)
 void enterIfPresent(QProcess *process, const QString &directory)
 {
     process->setWorkingDirectory(QDir(directory).exists() ? directory : QString());
+}
+
+/** Returns whether the path is a directory that nobody else could have made or may write to. */
+bool isOurs(const QString &directory)
+{
+    struct stat status;
+    return lstat(QFile::encodeName(directory).constData(), &status) == 0 && S_ISDIR(status.st_mode)
+        && status.st_uid == geteuid() && !(status.st_mode & S_IWOTH);
 }
 
 QString moduleTree(const QString &kernelRelease)
@@ -66,7 +80,7 @@ Compiler::Compiler(Compiler::ModemDriver driver, QThread *thread)
     , installArguments(splitList(driver.installArguments))
     , makeEnvironment(splitList(driver.makeEnvironment))
     , kernelRelease(Kestra::SystemInfo::getKernelRelease())
-    , backupPath(QStringLiteral("/tmp/kestra_drv_backup/") + kernelRelease)
+    , backupPath(backupRoot + QLatin1Char('/') + kernelRelease)
     , backupDir(new QDir(backupPath))
 {
     qDebug() << "Compiler::Compiler: ctor invoked...";
@@ -171,7 +185,7 @@ int Compiler::compileDriver()
     prepareMake(compileProcess);
     if (compileArguments.isEmpty())
         qDebug() << "Compiler::compileDriver(): no arguments for \"make\"";
-    for (const QString &argument : qAsConst(compileArguments))
+    for (const QString &argument : std::as_const(compileArguments))
         compileProcess->addArgument(argument);
     connect(compileProcess, &MyProcess::lineAvailable, this, &Compiler::debugDriverCompileProcess);
     beginBlock("Compilation");
@@ -189,7 +203,7 @@ int Compiler::installDriver()
         qDebug() << "Compiler::installDriver(): no arguments for \"make\", using default.";
         installProcess->addArgument(QStringLiteral("install"));
     }
-    for (const QString &argument : qAsConst(installArguments))
+    for (const QString &argument : std::as_const(installArguments))
         installProcess->addArgument(argument);
     connect(installProcess, &MyProcess::lineAvailable, this, &Compiler::debugDriverInstallProcess);
     beginBlock("Installation");
@@ -219,7 +233,7 @@ void Compiler::backupDriver()
 
 void Compiler::restoreDriver()
 {
-    for (const QString &backup : qAsConst(backedUpFiles)) {
+    for (const QString &backup : std::as_const(backedUpFiles)) {
         if (!QFile::exists(backup))
             continue;
         const QString destination =
@@ -262,7 +276,7 @@ void Compiler::prepareMake(MyProcess *process) const
     process->addArgument(QStringLiteral("make"));
 }
 
-bool Compiler::treeExists(char const *method) const
+bool Compiler::treeExists(const char *method) const
 {
     if (extractedDriverPath.isEmpty()) {
         qWarning().nospace() << "Compiler::" << method
@@ -278,7 +292,7 @@ bool Compiler::treeExists(char const *method) const
 }
 
 /** Runs a make with its debug lines. */
-int Compiler::runMake(MyProcess *process, char const *method)
+int Compiler::runMake(MyProcess *process, const char *method)
 {
     debugLine("Compiler::%s(): starting the process.\n", method);
     const int code = run(process);
@@ -296,17 +310,17 @@ int Compiler::run(MyProcess *process)
     return code;
 }
 
-void Compiler::beginBlock(char const *title)
+void Compiler::beginBlock(const char *title)
 {
     compilerLog.append(QByteArray("# Begin Of ") + title + "\n");
 }
 
-void Compiler::endBlock(char const *title)
+void Compiler::endBlock(const char *title)
 {
     compilerLog.append(QByteArray("# End Of ") + title + "\n\n\n\n");
 }
 
-void Compiler::logLine(char const *slot, QByteArray const &line)
+void Compiler::logLine(const char *slot, const QByteArray &line)
 {
     compilerLog.append(line).append('\n');
     debugLine("Compiler::%s(): %s\n", slot, line.constData());
@@ -315,7 +329,7 @@ void Compiler::logLine(char const *slot, QByteArray const &line)
 void Compiler::reportRemovedFiles()
 {
     compilerLog.append("# RESTORING DRIVER\n");
-    for (const QString &line : qAsConst(removeLines)) {
+    for (const QString &line : std::as_const(removeLines)) {
         const int first = line.indexOf(QLatin1Char(':'));
         const int last = line.lastIndexOf(QLatin1Char(':'));
         qDebug() << line.left(first) << line.mid(first + 1, last - first - 1) << line.mid(last + 1);
@@ -323,17 +337,25 @@ void Compiler::reportRemovedFiles()
     compilerLog.append("# END OF RESTORING DRIVER\n");
 }
 
-/** Makes the backup directory, or clears what an earlier backup left at its top. */
+/**
+ * Makes the backup directory, or clears what an earlier backup left at its top.
+ *
+ * Everybody may write to /tmp. A directory that somebody else has put there first would have us
+ * delete files of his choice and restore a module of his making; it counts as one that cannot be
+ * created.
+ */
 bool Compiler::prepareBackupDir() const
 {
-    if (!backupDir->exists()) {
-        if (backupDir->mkpath(backupPath))
-            return true;
+    const bool existed = backupDir->exists();
+    QDir().mkdir(backupRoot);
+    if (!isOurs(backupRoot) || !backupDir->mkpath(backupPath) || !isOurs(backupPath)) {
         qDebug() << QStringLiteral(
                         "Compiler::backupDriver(): could not create backup path (%1), aborting!")
                         .arg(backupPath);
         return false;
     }
+    if (!existed)
+        return true;
     backupDir->refresh();
     const QStringList leftovers = backupDir->entryList(QDir::Files | QDir::NoSymLinks);
     for (const QString &name : leftovers)
@@ -341,7 +363,7 @@ bool Compiler::prepareBackupDir() const
     return true;
 }
 
-void Compiler::moveToBackup(QString const &installedFile)
+void Compiler::moveToBackup(const QString &installedFile)
 {
     const QFileInfo file(installedFile);
     const QString directory = backupPath + file.absolutePath().remove(moduleTree(kernelRelease));

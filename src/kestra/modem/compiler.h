@@ -134,16 +134,16 @@ public Q_SLOTS:
     void debugDriverInstallProcess(QByteArray line);
 
 private:
-    bool treeExists(char const *method) const;
+    bool treeExists(const char *method) const;
     void prepareMake(MyProcess *process) const;
-    int runMake(MyProcess *process, char const *method);
+    int runMake(MyProcess *process, const char *method);
     int run(MyProcess *process);
-    void beginBlock(char const *title);
-    void endBlock(char const *title);
-    void logLine(char const *slot, QByteArray const &line);
+    void beginBlock(const char *title);
+    void endBlock(const char *title);
+    void logLine(const char *slot, const QByteArray &line);
     void reportRemovedFiles();
     bool prepareBackupDir() const;
-    void moveToBackup(QString const &installedFile);
+    void moveToBackup(const QString &installedFile);
     void writeLog() const;
 
     MyProcess *compileProcess;

@@ -27,7 +27,7 @@ Firmware::~Firmware()
     delete m_directory;
 }
 
-bool Firmware::installFirmware(QString const &archive, QString const &destination)
+bool Firmware::installFirmware(const QString &archive, const QString &destination)
 {
     if (!QFile::exists(archive))
         return false;

@@ -31,7 +31,7 @@ public:
      * @return whether tar ended with exit code 0; false when there is no archive. Blocks for up to
      *         30 s; a tar that takes longer is left running.
      */
-    bool installFirmware(QString const &archive, QString const &destination);
+    bool installFirmware(const QString &archive, const QString &destination);
 
 private:
     QProcess *m_process;

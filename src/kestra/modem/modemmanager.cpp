@@ -11,49 +11,13 @@
 #include <QDebug>
 #include <QTimer>
 
-#include <initializer_list>
+#include <utility>
 
 using Kestra::Private::HalDevice;
 
 namespace {
 
 constexpr int settleTime = 5000; // ms
-
-struct VendorIds
-{
-    int vendor;
-    std::initializer_list<int> products;
-};
-
-struct SupportedModem
-{
-    const char *name;
-    const char *driver;
-    const char *version;
-    std::initializer_list<VendorIds> ids;
-};
-
-const SupportedModem supportedModems[] = {
-    {"Sagem F@st 800 E4", "ueagle-atm", "default", {{0x1110, {0x9041, 0x9042}}}},
-    {"Sagem F@st 800",
-     "ueagle-atm",
-     "",
-     {{0x1110, {0x9010, 0x900F, 0x9021, 0x9022, 0x9023, 0x9024, 0x9031, 0x9032}}}},
-    {"Thomson Speedtouch 330", "speedtch", "default", {{0x06B9, {0x4061}}}},
-    {"ZTE ZXDSL 852", "unicorn", "neo", {{0x0483, {0x0138}}}},
-    {"CXACRU modem",
-     "cxacru",
-     "neo",
-     {{0x0572, {0xCAFE, 0xCB00, 0xCB01, 0xCB02, 0xCB06, 0xCB07}},
-      {0x08E3, {0x0100, 0x0102}},
-      {0x0EB0, {0x3457}},
-      {0x1803, {0x5510}},
-      {0x0675, {0x0200}},
-      {0x0586, {0x330A, 0x330B}},
-      {0x0659, {0x0020}},
-      {0x0509, {0x0812}},
-      {0x100D, {0xCB01, 0x3342}}}},
-};
 
 bool deviceExists(const QString &udi)
 {
@@ -77,17 +41,33 @@ ModemManager::~ModemManager() { delete timer; }
 
 void ModemManager::initModemsMap()
 {
-    for (const SupportedModem &row : supportedModems) {
-        Modem modem;
-        modem.modemName = QString::fromLatin1(row.name);
-        modem.driverName = QString::fromLatin1(row.driver);
-        modem.driverVersion = QString::fromLatin1(row.version);
-        for (const VendorIds &ids : row.ids) {
-            for (int product : ids.products)
-                modem.deviceIds.insert(ids.vendor, product);
-        }
-        modems.append(modem);
-    }
+    const QString noVersion;
+    const QString standard = QStringLiteral("default");
+    const QString neo = QStringLiteral("neo");
+    // clang-format off
+    modems = {
+        {QStringLiteral("Sagem F@st 800 E4"), QStringLiteral("ueagle-atm"), standard,
+         {{0x1110, 0x9041}, {0x1110, 0x9042}}},
+        {QStringLiteral("Sagem F@st 800"), QStringLiteral("ueagle-atm"), noVersion,
+         {{0x1110, 0x9010}, {0x1110, 0x900F}, {0x1110, 0x9021}, {0x1110, 0x9022},
+          {0x1110, 0x9023}, {0x1110, 0x9024}, {0x1110, 0x9031}, {0x1110, 0x9032}}},
+        {QStringLiteral("Thomson Speedtouch 330"), QStringLiteral("speedtch"), standard,
+         {{0x06B9, 0x4061}}},
+        {QStringLiteral("ZTE ZXDSL 852"), QStringLiteral("unicorn"), neo,
+         {{0x0483, 0x0138}}},
+        {QStringLiteral("CXACRU modem"), QStringLiteral("cxacru"), neo,
+         {{0x0572, 0xCAFE}, {0x0572, 0xCB00}, {0x0572, 0xCB01}, {0x0572, 0xCB02},
+          {0x0572, 0xCB06}, {0x0572, 0xCB07},
+          {0x08E3, 0x0100}, {0x08E3, 0x0102},
+          {0x0EB0, 0x3457},
+          {0x1803, 0x5510},
+          {0x0675, 0x0200},
+          {0x0586, 0x330A}, {0x0586, 0x330B},
+          {0x0659, 0x0020},
+          {0x0509, 0x0812},
+          {0x100D, 0xCB01}, {0x100D, 0x3342}}},
+    };
+    // clang-format on
 }
 
 bool ModemManager::getIsModemFound() const { return isModemFound; }
@@ -135,7 +115,7 @@ void ModemManager::verifyDevice()
     isModemFound = false;
     if (!deviceExists(udi))
         return;
-    for (const Modem &modem : qAsConst(modems)) {
+    for (const Modem &modem : std::as_const(modems)) {
         qDebug() << "iterating through:" << modem.modemName;
         if (!modem.deviceIds.contains(vendorID, productID))
             continue;

@@ -75,7 +75,7 @@ public Q_SLOTS:
      * A USB device restarts the settle time of 5000 ms, after which verifyDevice() is called; any
      * other device is ignored. Blocks for up to four D-Bus time-outs, two for each question.
      */
-    void deviceAdded(QString const &udi);
+    void deviceAdded(const QString &udi);
 
     /**
      * Looks the device last announced up in the table, if it is still there, and emits foundModem()

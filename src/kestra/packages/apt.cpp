@@ -81,7 +81,7 @@ void Apt::debugProcess(QByteArray line)
     m_log.append(line);
 }
 
-bool Apt::getArePackagesAvailable(QStringList const &packages)
+bool Apt::getArePackagesAvailable(const QStringList &packages)
 {
     debugLine("Apt::getArePackagesAvailable(): packages count: %i.\n", int(packages.count()));
     m_packagesAvailable = true;
@@ -140,7 +140,7 @@ QStringList Apt::getNotInstalled(QStringList packages)
     return packages;
 }
 
-int Apt::addCD(QString const &mountPoint)
+int Apt::addCD(const QString &mountPoint)
 {
     debugLine("Apt::addCD(): mount point: %s\n", mountPoint.toLocal8Bit().constData());
     m_cdromProcess->clearArguments();
@@ -160,7 +160,7 @@ int Apt::addCD(QString const &mountPoint)
     return code;
 }
 
-int Apt::install(QStringList const &packages, bool simulate)
+int Apt::install(const QStringList &packages, bool simulate)
 {
     if (packages.isEmpty()) {
         debugLine("Apt::install(): packages list is empty, return -1!\n");

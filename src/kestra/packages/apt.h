@@ -38,7 +38,7 @@ public:
      * Blocks for up to 30 s; true when apt-cache cannot be run or takes longer. One line goes to
      * the Qt debug stream.
      */
-    bool getArePackagesAvailable(QStringList const &packages);
+    bool getArePackagesAvailable(const QStringList &packages);
 
     /**
      * Returns those of @p packages that dpkg does not list as installed, in their order.
@@ -55,7 +55,7 @@ public:
      *        is empty or does not exist
      * @return the exit code of apt-cdrom. Blocks for up to 30 s.
      */
-    int addCD(QString const &mountPoint);
+    int addCD(const QString &mountPoint);
 
     /**
      * Installs @p packages with apt-get, without questions.
@@ -64,7 +64,7 @@ public:
      * @param simulate whether apt-get shall only say what it would do
      * @return the exit code of apt-get; -1 when the list is empty. Blocks for up to 300 s.
      */
-    int install(QStringList const &packages, bool simulate);
+    int install(const QStringList &packages, bool simulate);
 
 public Q_SLOTS:
     /** Takes one output line of apt-get or apt-cdrom into the transcript. */

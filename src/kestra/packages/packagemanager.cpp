@@ -40,7 +40,7 @@ QString findProductFile(const QString &mountPoint)
 
 }
 
-PackageManager::PackageManager(QString const &manager, QThread *thread)
+PackageManager::PackageManager(const QString &manager, QThread *thread)
     : QObject(thread), m_manager(manager)
 {
     qDebug() << "PackageManager::parent:" << thread << "\nP.'s thread:" << thread->thread();
@@ -84,7 +84,7 @@ bool PackageManager::getArePackagesAvailable(QStringList packages)
     return true;
 }
 
-bool PackageManager::getIsPackageInstalled(QString const &package)
+bool PackageManager::getIsPackageInstalled(const QString &package)
 {
     if (m_manager == apt)
         return m_apt->getNotInstalled({package}).isEmpty();
@@ -93,7 +93,7 @@ bool PackageManager::getIsPackageInstalled(QString const &package)
     return false;
 }
 
-int PackageManager::installPackages(QStringList const &packages)
+int PackageManager::installPackages(const QStringList &packages)
 {
     if (m_manager.isEmpty() || packages.isEmpty())
         return 0;
@@ -109,7 +109,7 @@ int PackageManager::installPackages(QStringList const &packages)
     return unknownManager;
 }
 
-int PackageManager::addCD(QString const &mountPoint)
+int PackageManager::addCD(const QString &mountPoint)
 {
     if (m_manager == apt)
         return m_apt->addCD(mountPoint);
@@ -118,7 +118,7 @@ int PackageManager::addCD(QString const &mountPoint)
     return unknownManager;
 }
 
-int PackageManager::addSuseDisc(QString const &mountPoint)
+int PackageManager::addSuseDisc(const QString &mountPoint)
 {
     const QString productPath = findProductFile(mountPoint);
     if (productPath.isEmpty()) {

@@ -36,7 +36,7 @@ public:
      * @param thread must not be null. It becomes the parent of this object and of the backends,
      *        and the backends run their tools in it; call the methods from that thread.
      */
-    PackageManager(QString const &manager, QThread *thread);
+    PackageManager(const QString &manager, QThread *thread);
     ~PackageManager() override;
 
     /**
@@ -54,7 +54,7 @@ public:
     bool getArePackagesAvailable(QStringList packages);
 
     /** Returns whether @p package is installed; false with an unknown manager. */
-    bool getIsPackageInstalled(QString const &package);
+    bool getIsPackageInstalled(const QString &package);
 
     /**
      * Installs @p packages.
@@ -62,7 +62,7 @@ public:
      * @return the exit code of the tool; 0 when there is nothing to do (no packages, or an empty
      *         manager name); -2 with an unknown manager
      */
-    int installPackages(QStringList const &packages);
+    int installPackages(const QStringList &packages);
 
     /**
      * Makes the disc that is mounted at @p mountPoint a source of packages.
@@ -76,10 +76,10 @@ public:
      *         Zypper::addRepo() returns when it was added; -1 when the disc has no file "products";
      *         -2 when the first line of that file is not understood. -2 with an unknown manager.
      */
-    int addCD(QString const &mountPoint);
+    int addCD(const QString &mountPoint);
 
 private:
-    int addSuseDisc(QString const &mountPoint);
+    int addSuseDisc(const QString &mountPoint);
 
     QString m_manager;
     Apt *m_apt;

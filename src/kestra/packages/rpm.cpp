@@ -9,6 +9,8 @@
 #include <QProcess>
 #include <QThread>
 
+#include <utility>
+
 using Kestra::Private::PrefixMatcher;
 
 namespace {
@@ -43,7 +45,7 @@ QStringList Rpm::getNotInstalled(QStringList packages)
         return packages;
 
     PrefixMatcher names(packages);
-    for (const QByteArray &line : qAsConst(m_installed)) {
+    for (const QByteArray &line : std::as_const(m_installed)) {
         const QStringList installed = names.takePrefixesOf(line.constData(), line.size());
         for (const QString &name : installed)
             qDebug() << name << "is installed.";

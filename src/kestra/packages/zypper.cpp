@@ -93,7 +93,7 @@ void Zypper::debugZyppRepos(QByteArray line)
     m_repos.append(repo);
 }
 
-int Zypper::addRepo(QString const &url, QString const &name)
+int Zypper::addRepo(const QString &url, const QString &name)
 {
     m_addRepoProcess->start(program, {QStringLiteral("ar"), url, name}, QIODevice::ReadWrite);
     m_addRepoProcess->waitForFinished(queryTimeout);
@@ -112,7 +112,7 @@ bool Zypper::enableRepo(QString alias, bool enable)
     return m_modifyRepoProcess->readAllStandardOutput().contains(confirmation.toLocal8Bit());
 }
 
-bool Zypper::getArePackagesAvailable(QStringList const &packages)
+bool Zypper::getArePackagesAvailable(const QStringList &packages)
 {
     m_showProcess->start(QStringLiteral("apt-cache"),
                          QStringList(QStringLiteral("show")) + packages, QIODevice::ReadWrite);
@@ -125,7 +125,7 @@ bool Zypper::getArePackagesAvailable(QStringList const &packages)
     return true;
 }
 
-int Zypper::install(QStringList const &packages)
+int Zypper::install(const QStringList &packages)
 {
     if (packages.isEmpty())
         return 0;

@@ -46,7 +46,7 @@ public:
      * @param name its alias
      * @return the exit code of zypper. Blocks for up to 30 s.
      */
-    int addRepo(QString const &url, QString const &name);
+    int addRepo(const QString &url, const QString &name);
 
     /**
      * Enables (@p enable) or disables the repository @p alias.
@@ -62,14 +62,14 @@ public:
      *
      * Blocks for up to 30 s; true when apt-cache cannot be run or takes longer.
      */
-    bool getArePackagesAvailable(QStringList const &packages);
+    bool getArePackagesAvailable(const QStringList &packages);
 
     /**
      * Installs @p packages without questions and without checking signatures.
      *
      * @return the exit code of zypper; 0 when the list is empty. Blocks for up to 300 s.
      */
-    int install(QStringList const &packages);
+    int install(const QStringList &packages);
 
 public Q_SLOTS:
     /** Takes one output line of an installation into the transcript, unless it shows progress. */
