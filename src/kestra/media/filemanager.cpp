@@ -10,15 +10,17 @@
 #include <QPair>
 #include <QSet>
 
-#include <filesystem>
-#include <system_error>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
 #include <utility>
 #include <vector>
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -35,44 +37,60 @@ enum Filter {
     FollowLinks = 4, ///< take symbolic links to directories; other links never count
 };
 
-/**
- * Lists the plain files and the directories in a directory, in the order in which the file system
- * gives them.
- *
- * The kind of an entry comes from the directory itself where the file system keeps it there: a
- * large tree is listed without asking for the status of each file, as QDir would.
- */
-std::vector<Entry> list(const QString &directory, int filter, std::error_code &error)
+/** Returns the name as text; a null string if it is none, and nobody could open it through Qt. */
+QString decoded(const char *name)
 {
-    std::vector<Entry> entries;
-    fs::directory_iterator entry(QFile::encodeName(directory).toStdString(), error);
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-        std::error_code ignored;
-        const char *const path = entry->path().c_str();
-        const char *const nativeName = path + entry->path().native().rfind('/'); // with the slash
-        if ((filter & Visible) && nativeName[1] == '.')
-            continue;
-        const bool isLink = entry->is_symlink(ignored);
-        if (isLink && !(filter & FollowLinks))
-            continue;
-        const bool isDirectory = entry->is_directory(ignored);
-        const bool isFile = !isDirectory && !isLink && entry->is_regular_file(ignored);
-        if (!isDirectory && !isFile)
-            continue;
-        if (isFile && (filter & ReadableFiles) && access(path, R_OK) != 0)
-            continue;
-        // A byte order mark in front of the text would get lost, hence the slash.
-        const QString name = QFile::decodeName(nativeName);
-        if (QFile::encodeName(name) == nativeName) // what Qt cannot name, nobody could open
-            entries.push_back({name.mid(1), isDirectory});
-    }
-    return entries;
+    const int size = static_cast<int>(strlen(name));
+    if (std::none_of(name, name + size, [](char byte) { return byte & 0x80; }))
+        return QString::fromLatin1(name, size);
+    // A byte order mark in front of the text would get lost, hence the slash.
+    const QByteArray path = QByteArrayLiteral("/") + name;
+    const QString text = QFile::decodeName(path);
+    return QFile::encodeName(text) == path ? text.mid(1) : QString();
 }
 
-std::vector<Entry> list(const QString &directory, int filter)
+/** Returns the file type of an entry as in st_mode, 0 if there is no telling. */
+mode_t typeOf(DIR *directory, const dirent &entry, bool followLinks)
 {
-    std::error_code ignored;
-    return list(directory, filter, ignored);
+    if (entry.d_type != DT_UNKNOWN && !(entry.d_type == DT_LNK && followLinks))
+        return DTTOIF(entry.d_type);
+    struct stat status;
+    const int flags = followLinks ? 0 : AT_SYMLINK_NOFOLLOW;
+    if (fstatat(dirfd(directory), entry.d_name, &status, flags) != 0)
+        return 0;
+    return status.st_mode & S_IFMT;
+}
+
+/**
+ * Lists the plain files and the directories in a directory, in the order in which the file system
+ * gives them. A directory that cannot be read lists as empty.
+ *
+ * The type of an entry comes from the directory itself where the file system keeps it there: a
+ * large tree is listed without asking for the status of each file, as QDir would.
+ */
+std::vector<Entry> list(const QString &path, int filter)
+{
+    std::vector<Entry> entries;
+    const std::unique_ptr<DIR, int (*)(DIR *)> directory(
+        opendir(QFile::encodeName(path).constData()), closedir);
+    while (const dirent *const entry = directory ? readdir(directory.get()) : nullptr) {
+        const char *const name = entry->d_name;
+        if (*name == '.' && ((filter & Visible) || !strcmp(name, ".") || !strcmp(name, "..")))
+            continue;
+        mode_t type = typeOf(directory.get(), *entry, false);
+        if (type == S_IFLNK && (filter & FollowLinks)
+            && typeOf(directory.get(), *entry, true) == S_IFDIR)
+            type = S_IFDIR;
+        if (type != S_IFDIR && type != S_IFREG)
+            continue;
+        if (type == S_IFREG && (filter & ReadableFiles)
+            && faccessat(dirfd(directory.get()), name, R_OK, 0) != 0)
+            continue;
+        const QString text = decoded(name);
+        if (!text.isNull())
+            entries.push_back({text, type == S_IFDIR});
+    }
+    return entries;
 }
 
 QString joined(const QString &directory, const QString &name)
@@ -82,9 +100,9 @@ QString joined(const QString &directory, const QString &name)
 
 bool addToIndex(const QString &directory, QStringList &index)
 {
-    std::error_code error;
-    const std::vector<Entry> entries = list(directory, ReadableFiles, error);
-    if (error == std::errc::no_such_file_or_directory)
+    const std::vector<Entry> entries = list(directory, ReadableFiles);
+    if (entries.empty() && access(QFile::encodeName(directory).constData(), F_OK) != 0
+        && errno == ENOENT)
         return false;
 
     const QString prefix =
@@ -108,8 +126,10 @@ void collectFiles(const QString &directory, const QSet<QString> &known, QStringL
 
     const std::vector<Entry> entries = list(dir.path(), Visible);
     for (const Entry &entry : entries) {
+        if (entry.isDirectory)
+            continue;
         const QString path = joined(directory, entry.name);
-        if (!entry.isDirectory && !known.contains(path))
+        if (!known.contains(path))
             files.append(path);
     }
     for (const Entry &entry : entries) {
