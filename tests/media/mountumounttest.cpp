@@ -102,6 +102,7 @@ private Q_SLOTS:
     void mountOfVolumeWithUnreadableDevice_data();
     void mountOfVolumeWithUnreadableDevice();
     void mountCreatesThePath();
+    void mountCreatesARelativePathOnce();
     void mountUsesAnExistingDirectory_data();
     void mountUsesAnExistingDirectory();
     void mountPointIsInsertedUnchanged();
@@ -246,6 +247,18 @@ void MountUmountTest::mountCreatesThePath()
                           " successfully created.\""_s,
                           exitCodeLine("mountVolume", 0)}));
     QCOMPARE(m_log->texts().size(), 2);
+}
+
+void MountUmountTest::mountCreatesARelativePathOnce()
+{
+    const StandInTool mount("mount");
+    makeDirectory("/mnt/kestra-test"_s);
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent("/mnt/kestra-test"_s));
+    const int code = m_manager->mountVolume(disc, "relative"_s);
+    QDir::setCurrent(before);
+    QCOMPARE(code, 0);
+    QCOMPARE(listTree("/mnt/kestra-test"_s), QStringList("relative/"_s));
 }
 
 void MountUmountTest::mountUsesAnExistingDirectory_data()

@@ -9,10 +9,12 @@
 #include <kestra/media/filemanager.h>
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <memory>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace KestraTest;
 
@@ -67,6 +69,8 @@ private Q_SLOTS:
     void repeatedBackupKeepsTheFirstCopy();
     void backupPathThatCannotBeCreatedSaysSo_data();
     void backupPathThatCannotBeCreatedSaysSo();
+    void backupDirectoryOfSomebodyElseIsRefused_data();
+    void backupDirectoryOfSomebodyElseIsRefused();
     void targetDirectoryThatCannotBeCreatedKeepsTheInstalledFile();
 
     void restoreCopiesBackAndSaysSo();
@@ -420,6 +424,48 @@ void CompilerBackupTest::backupPathThatCannotBeCreatedSaysSo()
     QCOMPARE(log.debugs().size(), 1);
     QCOMPARE(readFile(installed(stock)), QByteArray("stock"));
     QCOMPARE(readFile(obstacle), QByteArray("in the way"));
+    QCOMPARE(compiler.backedUpFiles, QStringList());
+}
+
+void CompilerBackupTest::backupDirectoryOfSomebodyElseIsRefused_data()
+{
+    QTest::addColumn<QString>("directory");
+    QTest::addColumn<QString>("way");
+    for (const QString &directory : {"/tmp/kestra_drv_backup"_s, backupTree}) {
+        for (const QString &way : {"owned"_s, "link"_s, "writable"_s})
+            QTest::addRow("%s: %s", qPrintable(directory), qPrintable(way)) << directory << way;
+    }
+}
+
+/** What a local user could put in the place of the backup, to have root delete or restore files. */
+void CompilerBackupTest::backupDirectoryOfSomebodyElseIsRefused()
+{
+    QFETCH(QString, directory);
+    QFETCH(QString, way);
+    const QString victim = fixture->path("victim"_s);
+    const QString precious = victim + "/precious"_s;
+    writeFile(precious, "precious");
+    makeDirectory(QFileInfo(directory).path());
+    if (way == "link"_s) {
+        QVERIFY(QFile::link(victim, directory));
+    } else {
+        writeFile(directory + "/precious"_s, "precious");
+        const QByteArray path = QFile::encodeName(directory);
+        if (way == "writable"_s)
+            QCOMPARE(chmod(path.constData(), 01777), 0);
+        else if (chown(path.constData(), 12345, 12345) != 0)
+            QSKIP("only root can give a directory away");
+    }
+    install(stock);
+    Compiler compiler(fixture->driver, nullptr);
+    MessageLog log;
+    compiler.backupDriver();
+    QCOMPARE(log.texts(),
+             QStringList("\"Compiler::backupDriver(): could not create backup path (%1), "
+                         "aborting!\""_s.arg(backupTree)));
+    QCOMPARE(readFile(installed(stock)), QByteArray("stock"));
+    QCOMPARE(readFile(precious), QByteArray("precious"));
+    QCOMPARE(exists(directory + "/precious"_s), true);
     QCOMPARE(compiler.backedUpFiles, QStringList());
 }
 
