@@ -19,7 +19,7 @@ namespace {
 
 const QString backup =
     "/tmp/kestra_drv_backup/%1/kernel/drivers/usb/atm/ueagle-atm.ko"_s.arg(Machine::release);
-const QString tree = "/usr/src/kestra/ueagle-atm"_s;
+const QString tree = Machine::directory + "/src/ueagle-atm"_s;
 const QString buildLog = "/opt/kestra/logs/ueagle-atm-default_compiler.log"_s;
 const QByteArray oldContent = "the old driver\n";
 

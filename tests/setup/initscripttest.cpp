@@ -110,7 +110,8 @@ private Q_SLOTS:
 
 void InitScriptTest::initTestCase()
 {
-    QCOMPARE(QProcess::execute("mount"_s, {"-t"_s, "tmpfs"_s, "tmpfs"_s, "/sys/class"_s}), 0);
+    for (const QString &directory : {"/sys/class"_s, tools})
+        QCOMPARE(QProcess::execute("mount"_s, {"-t"_s, "tmpfs"_s, "tmpfs"_s, directory}), 0);
 }
 
 void InitScriptTest::init()

@@ -17,14 +17,11 @@ const QString udi = "/org/freedesktop/Hal/devices/modem"_s;
 const QString saved = "/var/tmp/machine"_s;
 
 const QStringList changeable = {
-    "/etc/ppp"_s,         "/etc/kestra"_s,
-    "/etc/init.d"_s,      "/etc/modprobe.d"_s,
-    "/etc/resolv.conf"_s, "/etc/resolv.conf_kestra"_s,
-    "/etc/rc0.d"_s,       "/etc/rc1.d"_s,
-    "/etc/rc2.d"_s,       "/etc/rc3.d"_s,
-    "/etc/rc4.d"_s,       "/etc/rc5.d"_s,
-    "/etc/rc6.d"_s,       "/opt/kestra"_s,
-    "/usr/src/kestra"_s,  "/tmp/kestra_drv_backup"_s,
+    "/etc/ppp"_s,        "/etc/kestra"_s,      "/etc/init.d"_s,
+    "/etc/modprobe.d"_s, "/etc/resolv.conf"_s, "/etc/resolv.conf_kestra"_s,
+    "/etc/rc0.d"_s,      "/etc/rc1.d"_s,       "/etc/rc2.d"_s,
+    "/etc/rc3.d"_s,      "/etc/rc4.d"_s,       "/etc/rc5.d"_s,
+    "/etc/rc6.d"_s,      "/opt/kestra"_s,      "/tmp/kestra_drv_backup"_s,
 };
 
 void runTool(const QString &program, const QStringList &arguments)
@@ -134,6 +131,7 @@ QMap<QString, QString> Machine::usualOptions()
         {"--unattended"_s, "-"_s},
         {"--modem-timeout"_s, "30"_s},
         {"--driver-bundle"_s, directory + "/driver.tar.gz"_s},
+        {"--extraction-path"_s, directory + "/src"_s},
         {"--kernel-headers"_s, directory + "/kernel"_s},
         {"--no-packages"_s, "-"_s},
         {"--data-dir"_s, QStringLiteral(KESTRA_DATA_DIRECTORY)},
@@ -214,7 +212,7 @@ SetupResult Machine::run(const QStringList &arguments, int timeout)
 QByteArray Machine::state()
 {
     QProcess find;
-    const QStringList roots = changeable + QStringList {"/lib/modules"_s};
+    const QStringList roots = changeable + QStringList {"/lib/modules"_s, directory + "/src"_s};
     find.start("sh"_s,
                QStringList {"-c"_s,
                             "find \"$@\" -printf '%p %m %U %l\\n' -type f "

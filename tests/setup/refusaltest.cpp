@@ -475,20 +475,22 @@ void RefusalTest::bundle_data()
         << QStringList {"-P"_s, "--transform=s,^,/,"_s, "ueagle-atm"_s} << Changes() << 7
         << "The driver bundle %1 would put files outside its directory (/ueagle-atm/)."_s
         << "Get it from a source that you trust."_s;
-    QTest::newRow("other tree") << QStringList("ueagle-atm"_s)
-                                << Changes {{"--driver-tree"_s, "/usr/src/kestra/other"_s}} << 7
+    QTest::newRow("other tree") << QStringList(
+        "ueagle-atm"_s) << Changes {{"--driver-tree"_s, Machine::directory + "/src/other"_s}}
+                                << 7
                                 << "The driver bundle %1 does not hold the driver tree other."_s
                                 << "Name the directory that it unpacks into with --driver-tree."_s;
     const QString mend = "Mend --driver-tree or --extraction-path."_s;
-    QTest::newRow("tree outside")
-        << QStringList("ueagle-atm"_s) << Changes {{"--driver-tree"_s, "/usr"_s}} << 2
-        << "The driver tree /usr is not below the directory /usr/src/kestra in which the bundle is "
-           "unpacked."_s
-        << mend;
+    QTest::newRow("tree outside") << QStringList("ueagle-atm"_s)
+                                  << Changes {{"--driver-tree"_s, "/usr"_s}} << 2
+                                  << "The driver tree /usr is not below the directory "
+                                     "/tmp/machine/src in which the bundle is "
+                                     "unpacked."_s
+                                  << mend;
     QTest::newRow("tree outside by a detour")
         << QStringList("ueagle-atm"_s)
-        << Changes {{"--driver-tree"_s, "/usr/src/kestra/../../lib"_s}} << 2
-        << "The driver tree /usr/lib is not below the directory /usr/src/kestra in which the "
+        << Changes {{"--driver-tree"_s, Machine::directory + "/src/../../lib"_s}} << 2
+        << "The driver tree /tmp/lib is not below the directory /tmp/machine/src in which the "
            "bundle "
            "is unpacked."_s
         << mend;
