@@ -12,7 +12,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
-#include <QStandardPaths>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -21,6 +20,7 @@ namespace Setup {
 
 namespace {
 
+const QLatin1String pppd("/usr/sbin/pppd");
 const QLatin1String peerDirectory("/etc/ppp/peers");
 const QLatin1String papSecrets("/etc/ppp/pap-secrets");
 const QLatin1String chapSecrets("/etc/ppp/chap-secrets");
@@ -143,7 +143,7 @@ Outcome writeConnection(Session &session)
 {
     ScriptManager scripts;
     QDir().mkpath(peerDirectory);
-    if (QStandardPaths::findExecutable(QStringLiteral("pppd")).isEmpty())
+    if (!QFileInfo::exists(pppd))
         session.frontend.note(QStringLiteral("pppd is not installed; the connection needs it."));
 
     const QString peer = peerFile(session);
