@@ -97,17 +97,21 @@ void MyProcess::genericRead(QByteArray data)
     const char *const end = start + data.size();
     const char *newline = findByte('\n', start, end);
     const char *carriageReturn = findByte('\r', start, end);
+    QByteArray line;
     for (;;) {
         const char *const terminator = std::min(newline, carriageReturn);
         if (terminator == end)
             break;
         const int size = static_cast<int>(terminator - start);
-        QByteArray line;
-        if (m_buffer.isEmpty()) {
-            line = QByteArray(start, size);
-        } else {
+        if (!m_buffer.isEmpty()) {
+            line.clear();
             line.swap(m_buffer);
             line.append(start, size);
+        } else if (size > 0 && line.isDetached()) { // nobody has kept the line before
+            line.resize(size);
+            memcpy(line.data(), start, static_cast<size_t>(size));
+        } else {
+            line = QByteArray(start, size);
         }
         start = terminator + 1;
         const char *&used = terminator == newline ? newline : carriageReturn;
