@@ -640,23 +640,36 @@ void MountUmountTest::toolsInheritTheEnvironment_data()
     QTest::newRow("no locale") << QByteArray();
 }
 
+namespace {
+
+/** Sorts variables, and leaves those out that valgrind keeps from children. */
+QByteArrayList comparable(QByteArrayList variables)
+{
+    const auto isOfTheLoader = [](const QByteArray &entry) {
+        return entry.startsWith("LD_") || entry.startsWith("GLIBC");
+    };
+    variables.erase(std::remove_if(variables.begin(), variables.end(), isOfTheLoader),
+                    variables.end());
+    std::sort(variables.begin(), variables.end());
+    return variables;
+}
+
+}
+
 void MountUmountTest::toolsInheritTheEnvironment()
 {
     QFETCH(QByteArray, locale);
     const StandInTool mount("mount"), umount("umount"), eject("eject");
-    const ScopedVariable lcAll("LC_ALL", locale), own("KESTRA_TEST", "a b");
+    const ScopedVariable lcAll("LC_ALL", locale), other("KESTRA_TEST", "a b");
     m_hal->setProperty(disc, "volume.mount_point"_s, "/mnt"_s);
     QCOMPARE(m_manager->mountVolume(disc, "/mnt"_s), 0);
     QVERIFY(m_manager->ejectVolume(disc));
-    QByteArrayList expected;
+    QByteArrayList own;
     for (char **entry = environ; *entry; ++entry)
-        expected.append(*entry);
-    std::sort(expected.begin(), expected.end());
+        own.append(*entry);
     for (const StandInTool *const tool : {&mount, &umount, &eject}) {
         QCOMPARE(tool->calls().size(), 1);
-        QByteArrayList environment = tool->calls().constFirst().environment;
-        std::sort(environment.begin(), environment.end());
-        QCOMPARE(environment, expected);
+        QCOMPARE(comparable(tool->calls().constFirst().environment), comparable(own));
         QCOMPARE(tool->calls().constFirst().variable("LC_ALL"), locale);
     }
 }
