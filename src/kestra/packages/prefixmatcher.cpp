@@ -4,58 +4,65 @@
 #include "prefixmatcher_p.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Kestra::Private {
 
 namespace {
 
 constexpr int root = 0;
+constexpr int none = -1;
 
 }
 
 PrefixMatcher::PrefixMatcher(const QStringList &names)
-    : m_names(names), m_found(names.size(), false), m_namesEndingAt(1)
+    : m_names(names)
+    , m_found(names.size(), false)
+    , m_nextName(names.size(), none)
+    , m_nodes {{'\0', none, none, none}}
 {
-    for (int index = 0; index < names.size(); ++index) {
+    for (int name = 0; name < names.size(); ++name) {
         int node = root;
-        const QByteArray bytes = names.at(index).toLocal8Bit();
+        const QByteArray bytes = names.at(name).toLocal8Bit();
         for (char byte : bytes) {
-            int &next = m_nodes[edge(node, byte)];
-            if (next == root) {
-                next = static_cast<int>(m_namesEndingAt.size());
-                m_namesEndingAt.emplace_back();
-            }
-            node = next;
+            const int child = childOf(node, byte);
+            node = child != none ? child : addChild(node, byte);
         }
-        m_namesEndingAt[node].push_back(index);
+        m_nextName[name] = std::exchange(m_nodes[node].firstName, name);
     }
 }
 
-quint64 PrefixMatcher::edge(int node, char byte)
+int PrefixMatcher::childOf(int node, char byte) const
 {
-    return quint64(node) << 8 | static_cast<uchar>(byte);
+    int child = m_nodes[node].firstChild;
+    while (child != none && m_nodes[child].byte != byte)
+        child = m_nodes[child].nextSibling;
+    return child;
+}
+
+int PrefixMatcher::addChild(int node, char byte)
+{
+    const int child = static_cast<int>(m_nodes.size());
+    m_nodes.push_back({byte, none, std::exchange(m_nodes[node].firstChild, child), none});
+    return child;
 }
 
 QStringList PrefixMatcher::takePrefixesOf(const char *text, int size)
 {
     std::vector<int> taken;
     int node = root;
-    for (int pos = 0;; ++pos) {
-        std::vector<int> &here = m_namesEndingAt[node];
-        taken.insert(taken.end(), here.begin(), here.end());
-        here.clear();
-        if (pos == size)
-            break;
-        node = m_nodes.value(edge(node, text[pos]), root);
-        if (node == root)
-            break;
+    for (int pos = 0; node != none; ++pos) {
+        for (int name = std::exchange(m_nodes[node].firstName, none); name != none;
+             name = m_nextName[name])
+            taken.push_back(name);
+        node = pos < size ? childOf(node, text[pos]) : none;
     }
 
     std::sort(taken.begin(), taken.end());
     QStringList names;
-    for (int index : taken) {
-        m_found[index] = true;
-        names.append(m_names.at(index));
+    for (int name : taken) {
+        m_found[name] = true;
+        names.append(m_names.at(name));
     }
     return names;
 }
@@ -63,9 +70,9 @@ QStringList PrefixMatcher::takePrefixesOf(const char *text, int size)
 QStringList PrefixMatcher::remaining() const
 {
     QStringList names;
-    for (int index = 0; index < m_names.size(); ++index) {
-        if (!m_found[index])
-            names.append(m_names.at(index));
+    for (int name = 0; name < m_names.size(); ++name) {
+        if (!m_found[name])
+            names.append(m_names.at(name));
     }
     return names;
 }

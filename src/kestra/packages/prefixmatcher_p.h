@@ -5,7 +5,6 @@
 #define KESTRA_PACKAGES_PREFIXMATCHER_P_H
 
 #include <QByteArray>
-#include <QHash>
 #include <QStringList>
 
 #include <vector>
@@ -32,12 +31,22 @@ public:
     QStringList remaining() const;
 
 private:
-    static quint64 edge(int node, char byte);
+    /** One byte of the names that go on from the same beginning. Indices, or none. */
+    struct Node
+    {
+        char byte;
+        int firstChild;
+        int nextSibling;
+        int firstName; ///< of those that end here
+    };
+
+    int childOf(int node, char byte) const;
+    int addChild(int node, char byte);
 
     QStringList m_names;
-    std::vector<bool> m_found;
-    QHash<quint64, int> m_nodes;
-    std::vector<std::vector<int>> m_namesEndingAt; // indices of names, by node
+    std::vector<bool> m_found; // by name
+    std::vector<int> m_nextName; // that ends at the same node, by name
+    std::vector<Node> m_nodes;
 };
 
 }
