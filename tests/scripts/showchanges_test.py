@@ -170,7 +170,7 @@ class Complete(Trees):
         self.assert_shown(
             "package  new: none -> 1.0",
             "package  old: 1 -> 2",
-            "besides  1 files of package database and caches",
+            "besides  1 file of package database and caches",
         )
 
 
