@@ -360,7 +360,7 @@ void LockFileTest::unlockOfABadDescriptor()
 {
     DebugFile log;
     QCOMPARE(unlockFile(9999), -1);
-    const QString reason = QString::fromLocal8Bit(strerror(EBADF));
+    const QString reason = QString::fromLatin1(strerror(EBADF));
     QCOMPARE(log.lines(),
              QStringList({"unlockFile(): unlocking fd: 9999"_s,
                           "unlockFile(): fcntl unlock failed on fd 9999: "_s + reason,
@@ -377,7 +377,7 @@ void LockFileTest::unlockGoesOnAfterAFailedRelease()
     QCOMPARE(log.lines(),
              QStringList({"unlockFile(): unlocking fd: %1"_s.arg(fd),
                           "unlockFile(): fcntl unlock failed on fd %1: %2"_s.arg(fd).arg(
-                              QString::fromLocal8Bit(strerror(ENOLCK)))}));
+                              QString::fromLatin1(strerror(ENOLCK)))}));
     QCOMPARE(fcntl(fd, F_GETFD, 0L), -1);
 }
 
