@@ -66,6 +66,7 @@ private Q_SLOTS:
     void otherNamesAndArguments();
     void toolLinesComeAsTheyArePrinted();
     void interruptedWhileCompiling();
+    void interruptedWhileBackingUp();
 
 private:
     Machine m_machine;
@@ -353,6 +354,30 @@ void DriverTest::interruptedWhileCompiling()
     QCOMPARE(readFile(tree + "/ueagle-atm.ko"_s), Machine::source);
     QCOMPARE(readFile(Machine::oldModule), oldContent);
     QVERIFY(!exists("/tmp/kestra_drv_backup"_s));
+    QVERIFY(isUntouchedBeyondTheDriver());
+}
+
+/** The earlier driver has been taken away by then: the machine must not be left without any. */
+void DriverTest::interruptedWhileBackingUp()
+{
+    QFile module(Machine::oldModule);
+    QVERIFY(module.resize(qint64(256) << 20)); // so that the stage takes its time
+    QProcess process;
+    QByteArray output;
+    Machine::start(process, Machine::arguments());
+    QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem"));
+    m_machine.plugIn();
+    QTRY_VERIFY_WITH_TIMEOUT(exists(backup), 20000);
+    QCOMPARE(::kill(pid_t(process.processId()), SIGINT), 0);
+    const SetupResult result = Machine::finish(process, output);
+    QVERIFY2(result.output.contains("] back up the installed driver ... done ("),
+             result.output.constData());
+    QVERIFY2(result.output.contains("\n    Interrupted: stopping after this stage, or there would "
+                                    "be no driver.\n"),
+             result.output.constData());
+    QCOMPARE(result.code, 130);
+    QCOMPARE(readFile(Machine::newModule), Machine::source);
+    QCOMPARE(QFileInfo(backup).size(), qint64(256) << 20);
     QVERIFY(isUntouchedBeyondTheDriver());
 }
 

@@ -6,6 +6,7 @@
 #include "session.h"
 #include "stages.h"
 
+#include <exception>
 #include <vector>
 
 namespace Setup {
@@ -23,6 +24,8 @@ struct Stage
     const char *title;
     Condition isWanted;
     Outcome (*run)(Session &);
+    /** Ends what the stage before has begun: between the two, the machine is not to be left. */
+    bool endsThePrevious = false;
 };
 
 constexpr Stage stages[] = {
@@ -35,7 +38,7 @@ constexpr Stage stages[] = {
     {"patch the driver", withDriver, patchDriver},
     {"compile the driver", withDriver, compileDriver},
     {"back up the installed driver", withDriver, backupDriver},
-    {"install the driver", withDriver, installDriver},
+    {"install the driver", withDriver, installDriver, true},
     {"install packages", [](const Settings &s) { return !s.noPackages; }, installPackages},
     {"write the connection", always, writeConnection},
     {"link the connection into the run levels", [](const Settings &s) { return !s.noBoot; },
@@ -53,6 +56,24 @@ std::vector<Stage> wantedStages(const Settings &settings)
     return wanted;
 }
 
+Outcome runStage(const Stage &stage, Session &session)
+{
+    if (session.cancellation.isRequested()) {
+        if (!stage.endsThePrevious)
+            return Outcome::interrupted();
+        session.frontend.note(
+            QStringLiteral("Interrupted: stopping after this stage, or there would be no driver."));
+    }
+    try {
+        return stage.run(session);
+    } catch (const std::exception &error) {
+        return Outcome::failed(
+            ExitCode::Internal,
+            QStringLiteral("An internal error: %1.").arg(QString::fromLocal8Bit(error.what())),
+            QStringLiteral("Start it again; if that does not help, report it."));
+    }
+}
+
 }
 
 Result run(const Settings &settings, Frontend &frontend, const Cancellation &cancellation)
@@ -64,8 +85,7 @@ Result run(const Settings &settings, Frontend &frontend, const Cancellation &can
         const QString title = QString::fromLatin1(wanted[i].title);
         session.forgetToolLines();
         frontend.stageStarted(int(i) + 1, int(wanted.size()), title);
-        const Outcome outcome =
-            cancellation.isRequested() ? Outcome::interrupted() : wanted[i].run(session);
+        const Outcome outcome = runStage(wanted[i], session);
         session.output.sync();
         frontend.stageEnded(outcome);
         if (outcome.kind == Outcome::Failed)
