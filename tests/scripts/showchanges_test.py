@@ -228,7 +228,10 @@ class Layers(Trees):
         copy = self.after / str(directory)[1:]
         copy.mkdir(parents=True)
         self.assertEqual(self.show(), [])
-        os.setxattr(copy, "trusted.overlay.opaque", b"y")
+        try:
+            os.setxattr(copy, "trusted.overlay.opaque", b"y")
+        except PermissionError:
+            self.skipTest("in a user namespace nobody can mark a directory that replaces another")
         self.assertEqual(self.show()[0], f"removed  {directory}/file")
 
     def test_real_scratch_directories_do_not_count(self):
