@@ -7,6 +7,8 @@
 
 #include <QRegularExpression>
 
+#include <sys/mount.h>
+
 using namespace KestraTest;
 
 using Changes = QMap<QString, QString>;
@@ -38,6 +40,30 @@ QByteArray golden(const char *name)
 
 const QByteArray originalResolver = "# mine\nnameserver 198.51.100.1\n";
 
+QByteArray latin1(const QString &text) { return text.toLatin1(); }
+
+/** A file system that is soon full. */
+struct SmallDisk
+{
+    const QString path = "/mnt/small"_s;
+
+    SmallDisk()
+    {
+        makeDirectory(path);
+        if (::mount("tmpfs", qPrintable(path), "tmpfs", 0, "size=16k") != 0)
+            qFatal("cannot mount %s", qPrintable(path));
+    }
+    ~SmallDisk() { ::umount2(qPrintable(path), MNT_DETACH); }
+
+    void fill() const
+    {
+        QFile file(path + "/filler"_s);
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+            qFatal("cannot fill %s", qPrintable(path));
+        while (file.write(QByteArray(1024, 'x')) == 1024) { }
+    }
+};
+
 }
 
 /** The stages after the driver, and a run as a whole. */
@@ -54,6 +80,11 @@ private Q_SLOTS:
     void unicorn();
     void aServiceWithoutNameServers();
     void noValidNameServer();
+    void aFullDiskUnderTheNameServers();
+    void nameServersThatCannotBeSaved();
+    void aDanglingLinkForTheNameServers();
+    void nameServersOfAnotherProgram_data();
+    void nameServersOfAnotherProgram();
     void noBoot();
     void noNameServers();
     void sequence();
@@ -187,6 +218,68 @@ void ConnectionTest::noValidNameServer()
              QByteArray("\nNone of the provider's name servers is a valid address: 300.1.1.1. Mend "
                         "the provider database, or use --no-dns.\n"));
     QCOMPARE(readFile("/etc/resolv.conf"_s), originalResolver);
+}
+
+void ConnectionTest::aFullDiskUnderTheNameServers()
+{
+    const SmallDisk disk;
+    writeFile(disk.path + "/resolv.conf"_s, "");
+    disk.fill();
+    remove("/etc/resolv.conf"_s);
+    QVERIFY(QFile::link(disk.path + "/resolv.conf"_s, "/etc/resolv.conf"_s));
+    const SetupResult result = m_machine.run(withoutDriver);
+    QCOMPARE(result.code, 21);
+    QCOMPARE(result.errors,
+             latin1("\n/etc/resolv.conf could not be written: it is a link to %1/resolv.conf. See "
+                    "whether the directory of that file exists and whether the disk is full or the "
+                    "file protected, then start again.\n"_s.arg(disk.path)));
+    QVERIFY(!result.output.contains("  /etc/resolv.conf  ("));
+    QVERIFY(result.output.contains("  /etc/resolv.conf_kestra  ("));
+}
+
+void ConnectionTest::nameServersThatCannotBeSaved()
+{
+    QVERIFY(QFile::link("/nowhere/at/all"_s, "/etc/resolv.conf_kestra"_s));
+    const SetupResult result = m_machine.run(withoutDriver);
+    QCOMPARE(result.code, 21);
+    QCOMPARE(result.errors,
+             QByteArray("\n/etc/resolv.conf could not be saved as /etc/resolv.conf_kestra. See "
+                        "whether the disk is full or something else is in that place, then start "
+                        "again.\n"));
+    QCOMPARE(readFile("/etc/resolv.conf"_s), originalResolver);
+    QVERIFY(!result.output.contains("  /etc/resolv.conf"));
+}
+
+void ConnectionTest::aDanglingLinkForTheNameServers()
+{
+    remove("/etc/resolv.conf"_s);
+    QVERIFY(QFile::link("/nowhere/resolv.conf"_s, "/etc/resolv.conf"_s));
+    const SetupResult result = m_machine.run(withoutDriver);
+    QCOMPARE(result.code, 21);
+    QVERIFY2(result.errors.startsWith("\n/etc/resolv.conf could not be written: it is a link to "
+                                      "/nowhere/resolv.conf. See whether the directory "),
+             result.errors.constData());
+}
+
+void ConnectionTest::nameServersOfAnotherProgram_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("isTold");
+    QTest::newRow("name servers only") << originalResolver << false;
+    QTest::newRow("a search list") << QByteArray("search example.net\n") << true;
+    QTest::newRow("NetworkManager's") << QByteArray("# Modified_by:  NetworkManager\n") << true;
+}
+
+void ConnectionTest::nameServersOfAnotherProgram()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(bool, isTold);
+    writeFile("/etc/resolv.conf"_s, content);
+    const SetupResult result = m_machine.run(withoutDriver);
+    QCOMPARE(result.code, 0);
+    QCOMPARE(result.output.contains("    /etc/resolv.conf holds more than name servers, or is the "
+                                    "file of another program, which may write it again.\n"),
+             isTold);
 }
 
 void ConnectionTest::noBoot()

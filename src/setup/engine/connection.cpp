@@ -54,20 +54,22 @@ QString peerFile(const Session &session)
     return peerDirectory + QLatin1Char('/') + peerName(session);
 }
 
-Outcome notWritten(const QString &path)
+Outcome notWritten(ExitCode code, const QString &path)
 {
     return Outcome::failed(
-        ExitCode::Connection, QStringLiteral("%1 could not be written.").arg(path),
+        code, QStringLiteral("%1 could not be written.").arg(path),
         QStringLiteral("See whether the disk is full or the file protected, then "
                        "start again."));
 }
 
-/** The library cannot tell a full disk, so what it wrote is read again. */
-bool holds(const QString &path, const QByteArray &text)
+QByteArray content(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) && file.readAll().contains(text);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
+
+/** The library cannot tell a full disk, so what it wrote is read again. */
+bool holds(const QString &path, const QByteArray &text) { return content(path).contains(text); }
 
 bool writePeer(Session &session, ScriptManager &scripts)
 {
@@ -137,6 +139,57 @@ QString linkName(const Session &session, const QString &base, int level)
         .arg(session.settings.sequence);
 }
 
+void tellOfResolver(Session &session, DNS_Manager &manager)
+{
+    const QFileInfo resolver(resolverFile);
+    if (resolver.isSymLink())
+        session.frontend.note(QStringLiteral("%1 is a link to %2: another program may change it.")
+                                  .arg(resolverFile, resolver.symLinkTarget()));
+    if (resolver.exists() && !manager.isFileCorrect())
+        session.frontend.note(QStringLiteral("%1 holds more than name servers, or is the file of "
+                                             "another program, which may write it again.")
+                                  .arg(resolverFile));
+}
+
+QByteArray resolverText(const QStringList &servers)
+{
+    QByteArray text;
+    for (const QString &server : servers)
+        text += "nameserver " + server.toLatin1() + '\n';
+    return text;
+}
+
+bool isSaved(const QByteArray &before)
+{
+    return QFileInfo::exists(resolverBackup) && content(resolverBackup) == before;
+}
+
+/** Without name servers the machine would be worse off than before. */
+void putBack(Session &session, const QByteArray &before)
+{
+    if (content(resolverFile) == before)
+        return;
+    QFile file(resolverFile);
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.write(before);
+    file.close();
+    if (content(resolverFile) != before)
+        session.changed(resolverFile, QStringLiteral("damaged"));
+}
+
+Outcome resolverNotWritten()
+{
+    const QFileInfo resolver(resolverFile);
+    if (!resolver.isSymLink())
+        return notWritten(ExitCode::NameServers, resolverFile);
+    return Outcome::failed(
+        ExitCode::NameServers,
+        QStringLiteral("%1 could not be written: it is a link to %2.")
+            .arg(resolverFile, resolver.symLinkTarget()),
+        QStringLiteral("See whether the directory of that file exists and whether the disk is full "
+                       "or the file protected, then start again."));
+}
+
 }
 
 Outcome writeConnection(Session &session)
@@ -149,7 +202,7 @@ Outcome writeConnection(Session &session)
     const QString peer = peerFile(session);
     const QString userLine = QLatin1String("user \"") + session.user + QLatin1String("\"\n");
     if (!writePeer(session, scripts) || !holds(peer, userLine.toLatin1()))
-        return notWritten(peer);
+        return notWritten(ExitCode::Connection, peer);
     session.changed(peer, QStringLiteral("how pppd reaches the provider"));
     if (usesUnicorn(session))
         session.changed(unicornOptions, QStringLiteral("line parameters for the driver"));
@@ -159,18 +212,18 @@ Outcome writeConnection(Session &session)
     const bool secretsWritten = scripts.writeSecretScripts(session.user, session.password);
     for (const QString &path : {QString(papSecrets), QString(chapSecrets)}) {
         if (!secretsWritten || !holds(path, secret.toLatin1()))
-            return notWritten(path);
+            return notWritten(ExitCode::Connection, path);
         session.changed(path, QStringLiteral("user name and password, for root only"));
     }
     if (!scripts.writeOptionsScript() || !holds(optionsFile, "updetach\n"))
-        return notWritten(optionsFile);
+        return notWritten(ExitCode::Connection, optionsFile);
     session.changed(optionsFile, QStringLiteral("options of every pppd connection"));
     if (!writeConnectionFile(session))
-        return notWritten(connectionFile());
+        return notWritten(ExitCode::Connection, connectionFile());
     session.changed(connectionFile(), QStringLiteral("what the init script needs to know"));
     if (!session.settings.noBoot) {
         if (!installInitScript(session.settings))
-            return notWritten(initScript());
+            return notWritten(ExitCode::Connection, initScript());
         session.changed(initScript(), QStringLiteral("starts and stops the connection"));
     }
     scripts.setScriptsPermissions();
@@ -217,25 +270,34 @@ Outcome setNameServers(Session &session)
         return Outcome::skipped(
             QStringLiteral("the provider's name servers are not known; most announce them when the "
                            "connection comes up"));
-    const QFileInfo resolver(resolverFile);
-    if (resolver.isSymLink())
-        session.frontend.note(QStringLiteral("%1 is a link to %2: another program may change it.")
-                                  .arg(resolver.filePath(), resolver.symLinkTarget()));
     DNS_Manager manager;
-    if (!manager.setServers(servers))
-        return servers.isEmpty()
-            ? Outcome::failed(ExitCode::NameServers,
-                              QStringLiteral("None of the provider's name servers is a valid "
-                                             "address: %1.")
-                                  .arg(session.line.nameServers.join(QStringLiteral(", "))),
-                              QStringLiteral("Mend the provider database, or use --no-dns."))
-            : Outcome::failed(ExitCode::NameServers,
-                              QStringLiteral("%1 could not be written.").arg(resolver.filePath()),
-                              QStringLiteral("See whether it is protected, then start again."));
-    session.changed(resolver.filePath(), QStringLiteral("name servers"));
+    tellOfResolver(session, manager);
+    const bool isFirstChange =
+        QFileInfo::exists(resolverFile) && !QFileInfo::exists(resolverBackup);
+    const QByteArray before = content(resolverFile);
+    const bool isWritten = manager.setServers(servers);
+    if (servers.isEmpty())
+        return Outcome::failed(
+            ExitCode::NameServers,
+            QStringLiteral("None of the provider's name servers is a valid address: %1.")
+                .arg(session.line.nameServers.join(QStringLiteral(", "))),
+            QStringLiteral("Mend the provider database, or use --no-dns."));
+    if (isFirstChange && !isSaved(before)) {
+        putBack(session, before);
+        return Outcome::failed(
+            ExitCode::NameServers,
+            QStringLiteral("%1 could not be saved as %2.").arg(resolverFile, resolverBackup),
+            QStringLiteral("See whether the disk is full or something else is in that place, then "
+                           "start again."));
+    }
     if (QFileInfo::exists(resolverBackup))
         session.changed(resolverBackup,
                         QStringLiteral("the file as it was before the first change"));
+    if (!isWritten || content(resolverFile) != resolverText(servers)) {
+        putBack(session, before);
+        return resolverNotWritten();
+    }
+    session.changed(resolverFile, QStringLiteral("name servers"));
     return Outcome::done(servers.join(QStringLiteral(", ")));
 }
 
