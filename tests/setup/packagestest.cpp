@@ -160,8 +160,9 @@ void PackagesTest::failure_data()
     QTest::newRow("unknown package")
         << QByteArray("E: Unable to locate package first\n")
         << QByteArray("The package sources do not know a package that is needed.");
-    QTest::newRow("no network") << QByteArray("Err:1 http://deb.debian.org bookworm\n"
-                                              "  Temporary failure resolving 'deb.debian.org'\n")
+    QTest::newRow("no network") << QByteArray(
+        "Err:1 http://packages.example.net bookworm\n"
+        "  Temporary failure resolving 'packages.example.net'\n")
                                 << QByteArray("The packages could not be downloaded.");
     QTest::newRow("full disk") << QByteArray("E: You don't have enough free space in /var.\n")
                                << QByteArray("The disk is full.");
