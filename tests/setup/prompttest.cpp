@@ -79,6 +79,13 @@ public:
         return ::tcgetattr(m_terminal, &settings) == 0 && (settings.c_lflag & ECHO);
     }
 
+    /** Returns whether one of the keys with a meaning, VSUSP for instance, has it. */
+    bool hasKey(int which) const
+    {
+        termios settings;
+        return ::tcgetattr(m_terminal, &settings) == 0 && settings.c_cc[which] != _POSIX_VDISABLE;
+    }
+
     bool waitForEcho(bool wanted) const
     {
         for (int i = 0; i < 50 && isEchoing() != wanted; ++i)
@@ -148,6 +155,7 @@ private Q_SLOTS:
     void longListsAreNotShown();
     void interruptedAtAQuestion();
     void interruptedAtThePassword();
+    void noKeyShowsThePassword();
     void endOfInput();
     void progressIsOneLine();
 
@@ -249,6 +257,24 @@ void PromptTest::interruptedAtThePassword()
     QVERIFY(run.waitForEcho(true));
     QCOMPARE(run.finish(), 130);
     QVERIFY(!run.screen().contains("half a"));
+}
+
+/** A shell would switch the echo on again for a program that was stopped and goes on. */
+void PromptTest::noKeyShowsThePassword()
+{
+    TerminalRun run(asking({{"--no-driver"_s, "-"_s},
+                            {"--country"_s, "Freedonia"_s},
+                            {"--service"_s, "Example LLC"_s},
+                            {"--user"_s, "me"_s}}));
+    QVERIFY(run.hasKey(VSUSP) && run.hasKey(VQUIT));
+    QVERIFY(run.waitFor("Password: "));
+    QVERIFY(run.waitForEcho(false));
+    QVERIFY(!run.hasKey(VSUSP));
+    QVERIFY(!run.hasKey(VQUIT));
+    run.type("\x1a\x1c\n");
+    QVERIFY(run.waitFor("The password cannot be used with pppd: it has a control character"));
+    QCOMPARE(run.finish(), 18);
+    QVERIFY(run.hasKey(VSUSP) && run.hasKey(VQUIT));
 }
 
 void PromptTest::endOfInput()

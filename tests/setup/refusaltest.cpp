@@ -45,6 +45,10 @@ private Q_SLOTS:
     void missingTool();
     void unsafeBackupDirectory_data();
     void unsafeBackupDirectory();
+    void unsafeExtractionPath_data();
+    void unsafeExtractionPath();
+    void unsafePatch_data();
+    void unsafePatch();
     void missingRunLevel();
     void missingRunLevelDoesNotMatterWithoutBoot();
     void damagedDatabase();
@@ -383,6 +387,88 @@ void RefusalTest::unsafeBackupDirectory()
             "See who made it, then move it away.");
 }
 
+/** Lets a path be another user's. Fails in a user namespace without one. */
+static bool giveAway(const QString &path)
+{
+    return ::lchown(QFile::encodeName(path).constData(), 65534, 65534) == 0;
+}
+
+static void setMode(const QString &path, const QString &mode)
+{
+    QCOMPARE(QProcess::execute("chmod"_s, {mode, path}), 0);
+}
+
+void RefusalTest::unsafeExtractionPath_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("part"); ///< of the path, which others can change
+    QTest::addColumn<QString>("mode"); ///< of the part; none when it is another user's
+    QTest::addColumn<QString>("link"); ///< what the part links to, if it does
+    const QString place = scratch + "/place"_s;
+    const QString below = place + "/some/where"_s;
+    QTest::newRow("foreign") << place << place << QString() << QString();
+    QTest::newRow("for everybody") << place << place << "0777"_s << QString();
+    QTest::newRow("for everybody, sticky") << place << place << "1777"_s << QString();
+    QTest::newRow("for the group") << place << place << "0775"_s << QString();
+    QTest::newRow("below a foreign one") << below << place << QString() << QString();
+    QTest::newRow("below one for everybody") << below << place << "0777"_s << QString();
+    QTest::newRow("below a foreign link") << below << place << QString() << scratch + "/target"_s;
+}
+
+void RefusalTest::unsafeExtractionPath()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, part);
+    QFETCH(QString, mode);
+    QFETCH(QString, link);
+    makeDirectory(scratch + "/target"_s);
+    if (link.isEmpty())
+        makeDirectory(part);
+    else
+        QVERIFY(QFile::link(link, part));
+    if (!mode.isEmpty())
+        setMode(part, mode);
+    else if (!giveAway(part))
+        QSKIP("there is no other user in this user namespace");
+    refuses(m_machine.run(Changes {{"--extraction-path"_s, path}}), 6,
+            latin1("Others than root can write to %1, so the driver would not be safe in %2."_s.arg(
+                part, path)),
+            "Close it to them, or give another directory with --extraction-path.");
+    QVERIFY(!exists(path + "/ueagle-atm"_s));
+}
+
+void RefusalTest::unsafePatch_data()
+{
+    QTest::addColumn<QString>("mode");
+    QTest::addColumn<bool>("isForeign");
+    QTest::addColumn<bool>("isForeignLink");
+    QTest::newRow("foreign") << "0644"_s << true << false;
+    QTest::newRow("for everybody") << "0666"_s << false << false;
+    QTest::newRow("for the group") << "0664"_s << false << false;
+    QTest::newRow("foreign link") << "0644"_s << false << true;
+}
+
+void RefusalTest::unsafePatch()
+{
+    QFETCH(QString, mode);
+    QFETCH(bool, isForeign);
+    QFETCH(bool, isForeignLink);
+    const QString path =
+        Machine::directory + "/ueagle-atm-default_%1.patch"_s.arg(Machine::release);
+    const QString file = isForeignLink ? scratch + "/patch"_s : path;
+    writeFile(file, "--- source.c\n+++ source.c\n@@ -1 +1 @@\n-the driver\n+another driver\n");
+    if (isForeignLink)
+        QVERIFY(QFile::link(file, path));
+    setMode(file, mode);
+    if ((isForeign || isForeignLink) && !giveAway(path))
+        QSKIP("there is no other user in this user namespace");
+    const QByteArray cause = latin1("The patch %1 belongs neither to root nor to the owner of the "
+                                    "driver bundle, or others can write to it."_s.arg(path));
+    refuses(m_machine.run(), 6, cause,
+            "See who put it there and what it does, then take it over with chown and chmod go-w, "
+            "or remove it.");
+}
+
 void RefusalTest::missingRunLevel()
 {
     remove("/etc/rc4.d"_s);
@@ -432,6 +518,7 @@ void RefusalTest::interruptedWhileWaitingForTheModem_data()
     QTest::newRow("interrupt") << SIGINT;
     QTest::newRow("terminate") << SIGTERM;
     QTest::newRow("hang up") << SIGHUP;
+    QTest::newRow("quit") << SIGQUIT;
 }
 
 void RefusalTest::interruptedWhileWaitingForTheModem()

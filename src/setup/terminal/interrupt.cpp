@@ -44,9 +44,10 @@ int watchInterrupts()
     const sigset_t signals = interruptSet();
     const int descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 
-    // The tools must not ignore these two: daemons that they start would do so, too.
+    // The tools must not ignore these: daemons that they start would do so, too.
     std::signal(SIGTERM, becomeInterrupt);
     std::signal(SIGHUP, becomeInterrupt);
+    std::signal(SIGQUIT, becomeInterrupt);
     return descriptor;
 }
 

@@ -7,9 +7,9 @@
 namespace Setup {
 
 /**
- * Has Ctrl-C, a hang-up and a request to terminate make a descriptor readable, for good, instead of
- * ending the program. The tools that are started later ignore Ctrl-C: what they do shall not be
- * left half done.
+ * Has Ctrl-C, the quit key, a hang-up and a request to terminate make a descriptor readable, for
+ * good, instead of ending the program. The tools that are started later ignore Ctrl-C: what they do
+ * shall not be left half done.
  *
  * @return the descriptor
  */
