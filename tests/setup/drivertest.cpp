@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 
 #include <csignal>
+#include <unistd.h>
 
 using namespace KestraTest;
 
@@ -53,6 +54,7 @@ private Q_SLOTS:
     void installs();
     void appliesThePatchItself();
     void aDriverWithoutVersionIsDefault();
+    void aPatchOfTheBundlesOwner();
     void patchThatDoesNotApply();
     void buildThatFails();
     void buildWithoutProduct();
@@ -62,7 +64,10 @@ private Q_SLOTS:
     void installationThatPretends();
     void installationThatBringsTheOldDriverOnly();
     void backupThatIsLost();
+    void backupDirectoryThatIsExchanged();
     void aSecondRunKeepsTheFirstBackup();
+    void extractionPathBelowAnOpenPlace_data();
+    void extractionPathBelowAnOpenPlace();
     void otherNamesAndArguments();
     void toolLinesComeAsTheyArePrinted();
     void interruptedWhileCompiling();
@@ -114,6 +119,19 @@ void DriverTest::aDriverWithoutVersionIsDefault()
              result.output.constData());
     QCOMPARE(readFile(Machine::newModule), QByteArray("the patched driver\n"));
     QVERIFY(exists(buildLog));
+}
+
+void DriverTest::aPatchOfTheBundlesOwner()
+{
+    const QString patch =
+        Machine::directory + "/ueagle-atm-default_%1.patch"_s.arg(Machine::release);
+    writeFile(patch, "--- source.c\n+++ source.c\n@@ -1 +1 @@\n-the driver\n+the patched driver\n");
+    for (const QString &path : {patch, Machine::directory + "/driver.tar.gz"_s}) {
+        if (::chown(QFile::encodeName(path).constData(), 65534, 65534) != 0)
+            QSKIP("there is no other user in this user namespace");
+    }
+    QCOMPARE(m_machine.run().code, 0);
+    QCOMPARE(readFile(Machine::newModule), QByteArray("the patched driver\n"));
 }
 
 void DriverTest::patchThatDoesNotApply()
@@ -263,6 +281,22 @@ void DriverTest::backupThatIsLost()
              result.errors.constData());
 }
 
+void DriverTest::backupDirectoryThatIsExchanged()
+{
+    // All was well when it was looked at first.
+    m_machine.writeBundle(Machine::makefile(
+        Machine::usualBuild() + "\nmkdir -m 777 /tmp/kestra_drv_backup", "@false"));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 11);
+    QVERIFY2(result.errors.startsWith(
+                 "\nSomebody else has put something in the place of /tmp/kestra_drv_backup, where "
+                 "the installed driver was to be saved. See who made it, move it away, then start "
+                 "again.\n"),
+             result.errors.constData());
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+    QVERIFY(listDirectory("/tmp/kestra_drv_backup"_s).isEmpty());
+}
+
 void DriverTest::aSecondRunKeepsTheFirstBackup()
 {
     QCOMPARE(m_machine.run().code, 0);
@@ -277,6 +311,28 @@ void DriverTest::aSecondRunKeepsTheFirstBackup()
     QVERIFY2(result.output.contains("  /tmp/kestra_drv_backup/" + Machine::release.toLatin1()
                                     + ".1  (backup of an earlier run, renamed)\n"),
              result.output.constData());
+}
+
+void DriverTest::extractionPathBelowAnOpenPlace_data()
+{
+    QTest::addColumn<QString>("path");
+    const QString place = Machine::directory + "/place"_s;
+    QTest::newRow("sticky, as /tmp") << place + "/src"_s;
+    QTest::newRow("through a link of our own") << Machine::directory + "/link/src"_s;
+}
+
+/** Others may put something there, but cannot take away what is ours. */
+void DriverTest::extractionPathBelowAnOpenPlace()
+{
+    QFETCH(QString, path);
+    const QString place = Machine::directory + "/place"_s;
+    makeDirectory(place);
+    QCOMPARE(QProcess::execute("chmod"_s, {"1777"_s, place}), 0);
+    QVERIFY(QFile::link(place, Machine::directory + "/link"_s));
+    const SetupResult result = m_machine.run(Changes {{"--extraction-path"_s, path}});
+    QCOMPARE(result.errors, QByteArray());
+    QCOMPARE(result.code, 0);
+    QVERIFY(exists(place + "/src"_s));
 }
 
 void DriverTest::otherNamesAndArguments()

@@ -3,6 +3,7 @@
 
 #include "bundle.h"
 #include "modules.h"
+#include "ownership.h"
 #include "paths.h"
 #include "session.h"
 #include "stages.h"
@@ -39,7 +40,10 @@ Compiler::ModemDriver describeDriver(const Session &session)
     driver.driverBundlePath = absolute(settings.driverBundle);
     driver.extractionPath =
         absolute(orDefault(settings.extractionPath, QStringLiteral("/usr/src/kestra")));
-    driver.extractedDriverPath = absolute(settings.driverTree);
+    driver.extractedDriverPath =
+        absolute(orDefault(settings.driverTree,
+                           driver.extractionPath + QLatin1Char('/')
+                               + usualTree(session.bundleMembers, driver.driverName)));
     driver.compiledDriverName =
         orDefault(settings.module, driver.driverName + QStringLiteral(".ko"));
     driver.compileArguments =
@@ -120,6 +124,36 @@ std::optional<Outcome> checkPatchTool(const Session &session)
                            QStringLiteral("Install the package patch."));
 }
 
+/** What anybody else can change would be root's commands, once it is compiled. */
+std::optional<Outcome> checkExtractionPath(const Session &session)
+{
+    const QString &path = session.driver.extractionPath;
+    auto part = partOfOthers(path);
+    if (!part && QFileInfo::exists(path) && !isOurDirectory(QFileInfo(path).canonicalFilePath()))
+        part = path;
+    if (!part)
+        return std::nullopt;
+    return Outcome::failed(
+        ExitCode::Precondition,
+        QStringLiteral("Others than root can write to %1, so the driver would not be safe in %2.")
+            .arg(*part, path),
+        QStringLiteral("Close it to them, or give another directory with --extraction-path."));
+}
+
+std::optional<Outcome> checkPatch(const Session &session)
+{
+    const QString file = patchFile(session);
+    if (!QFileInfo(file).isFile() || isFileOfOwner(file, session.driver.driverBundlePath))
+        return std::nullopt;
+    return Outcome::failed(
+        ExitCode::Precondition,
+        QStringLiteral("The patch %1 belongs neither to root nor to the owner of the driver "
+                       "bundle, or others can write to it.")
+            .arg(file),
+        QStringLiteral("See who put it there and what it does, then take it over with chown and "
+                       "chmod go-w, or remove it."));
+}
+
 /** The firmware's variable ends with one byte that is 1 when only signed modules are loaded. */
 bool isSecureBoot()
 {
@@ -163,17 +197,11 @@ bool isNewDriverInstalled(const Session &session)
 Outcome checkDriver(Session &session)
 {
     session.driver = describeDriver(session);
-    Compiler::ModemDriver &driver = session.driver;
-    if (session.settings.driverTree.isEmpty())
-        driver.extractedDriverPath =
-            absolute(driver.extractionPath + QLatin1Char('/')
-                     + usualTree(session.bundleMembers, driver.driverName));
-    if (const auto problem = checkTree(session))
-        return *problem;
-    if (const auto problem = checkTreeInBundle(session))
-        return *problem;
-    if (const auto problem = checkPatchTool(session))
-        return *problem;
+    for (const auto check :
+         {checkTree, checkTreeInBundle, checkExtractionPath, checkPatch, checkPatchTool}) {
+        if (const auto problem = check(session))
+            return *problem;
+    }
     if (isSecureBoot())
         session.frontend.note(
             QStringLiteral("This machine boots with Secure Boot: the kernel will refuse the driver "
@@ -189,6 +217,9 @@ Outcome extractDriver(Session &session)
             ExitCode::Extraction,
             QStringLiteral("The directory %1 could not be made.").arg(driver.extractionPath),
             QStringLiteral("Give another directory with --extraction-path."));
+    // Once more, as somebody may have made it in the meantime.
+    if (const auto problem = checkExtractionPath(session))
+        return *problem;
     session.compiler = std::make_unique<Compiler>(driver, QThread::currentThread());
     session.changed(logFile(session), QStringLiteral("what the tools said while building"));
     session.changed(driver.extractedDriverPath, QStringLiteral("the unpacked driver"));
@@ -209,6 +240,9 @@ Outcome patchDriver(Session &session)
     if (!QFileInfo(file).isFile())
         return Outcome::skipped(
             QStringLiteral("there is no patch for %1").arg(session.kernelRelease));
+    // Once more, as somebody may have put it there in the meantime.
+    if (const auto problem = checkPatch(session))
+        return *problem;
     // The library would name the patch as the file to be patched, and nothing would come of it.
     const auto code =
         session.runTool(QStringLiteral("patch"),
@@ -242,11 +276,8 @@ Outcome compileDriver(Session &session)
 
 Outcome backupDriver(Session &session)
 {
-    if (!prepareBackupDirectory(session))
-        return Outcome::failed(ExitCode::Backup,
-                               QStringLiteral("The directory %1 could not be made.")
-                                   .arg(backupDirectory(session.kernelRelease)),
-                               QStringLiteral("See what is in its place, then start again."));
+    if (const auto problem = prepareBackupDirectory(session))
+        return *problem;
     const QStringList installed =
         installedCopies(session.kernelRelease, session.driver.compiledDriverName);
     for (const QString &path : installed)

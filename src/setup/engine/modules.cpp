@@ -3,6 +3,7 @@
 
 #include "modules.h"
 
+#include "ownership.h"
 #include "paths.h"
 
 #include <kestra/media/filemanager.h>
@@ -58,20 +59,32 @@ QStringList changedModules(const QString &kernelRelease, const ModuleTree &befor
     return changed;
 }
 
-bool prepareBackupDirectory(Session &session)
+std::optional<Outcome> prepareBackupDirectory(Session &session)
 {
-    if (::mkdir(QFile::encodeName(backupRoot()).constData(), 0700) != 0 && errno != EEXIST)
-        return false;
+    const auto problem = [](const QString &cause, const QString &nextStep) {
+        return Outcome::failed(ExitCode::Backup, cause, nextStep);
+    };
     const QString current = backupDirectory(session.kernelRelease);
+    if (::mkdir(QFile::encodeName(backupRoot()).constData(), 0700) != 0 && errno != EEXIST)
+        return problem(QStringLiteral("The directory %1 could not be made: %2.")
+                           .arg(backupRoot(), qt_error_string()),
+                       QStringLiteral("See whether /tmp is full, then start again."));
+    // It was looked at before, but in the meantime anybody could have made it.
+    if (!isOurDirectory(backupRoot()))
+        return problem(QStringLiteral("Somebody else has put something in the place of %1, where "
+                                      "the installed driver was to be saved.")
+                           .arg(backupRoot()),
+                       QStringLiteral("See who made it, move it away, then start again."));
     if (!QFileInfo::exists(current))
-        return true;
+        return std::nullopt;
     QString kept;
     for (int number = 1; kept.isEmpty() || QFileInfo::exists(kept); ++number)
         kept = QStringLiteral("%1.%2").arg(current).arg(number);
     if (!QDir().rename(current, kept))
-        return false;
+        return problem(QStringLiteral("The earlier backup %1 could not be renamed.").arg(current),
+                       QStringLiteral("Move it away, then start again."));
     session.changed(kept, QStringLiteral("backup of an earlier run, renamed"));
-    return true;
+    return std::nullopt;
 }
 
 QString backupPath(const QString &installedPath, const QString &kernelRelease)

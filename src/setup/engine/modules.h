@@ -15,10 +15,10 @@ QByteArray checksum(const QString &path);
 QStringList installedCopies(const QString &kernelRelease, const QString &module);
 
 /**
- * Makes room for a new backup. One of an earlier run is kept under another name: the library would
- * neither replace it nor restore it.
+ * Makes room for a new backup, and says why when there is none. One of an earlier run is kept under
+ * another name: the library would neither replace it nor restore it.
  */
-bool prepareBackupDirectory(Session &session);
+std::optional<Outcome> prepareBackupDirectory(Session &session);
 
 /** Returns where the backup of @p installedPath belongs. */
 QString backupPath(const QString &installedPath, const QString &kernelRelease);

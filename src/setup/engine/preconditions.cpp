@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "bundle.h"
+#include "ownership.h"
 #include "packages.h"
 #include "paths.h"
 #include "session.h"
@@ -15,7 +16,6 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Setup {
@@ -138,12 +138,8 @@ Problem checkBackupDirectory(Session &session)
     if (session.settings.noDriver)
         return std::nullopt;
     for (const QString &path : {backupRoot(), backupDirectory(session.kernelRelease)}) {
-        struct stat status;
-        if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
-            continue;
-        const bool isSafe = S_ISDIR(status.st_mode) && status.st_uid == 0
-            && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-        if (!isSafe)
+        const QFileInfo entry(path);
+        if ((entry.exists() || entry.isSymLink()) && !isOurDirectory(path))
             return missing(QStringLiteral("%1 is no directory that only root can write to, so the "
                                           "backup of the driver would not be safe there.")
                                .arg(path),
