@@ -92,6 +92,10 @@ private Q_SLOTS:
     void passwordFromStandardInput();
     void latin1Login();
     void aPeerFileThatCannotBeWritten();
+    void secretsThatCannotBeWritten_data();
+    void secretsThatCannotBeWritten();
+    void entriesThatAreLost();
+    void withoutPppd();
     void aLinkThatCannotBeMade();
     void countryAndServiceWithoutCase();
 
@@ -103,6 +107,8 @@ void ConnectionTest::init()
 {
     m_machine.reset();
     writeFile("/etc/resolv.conf"_s, originalResolver);
+    for (const QString &name : {"options"_s, "pap-secrets"_s, "chap-secrets"_s})
+        remove("/etc/ppp/"_s + name);
     // So that what happens to the dependency's links does not depend on the machine.
     for (int level = 0; level <= 6; ++level) {
         const QString directory = "/etc/rc%1.d"_s.arg(level);
@@ -358,6 +364,62 @@ void ConnectionTest::aPeerFileThatCannotBeWritten()
         QByteArray("\n/etc/ppp/peers/kestra could not be written. See whether the disk is full "
                    "or the file protected, then start again.\n"));
     QVERIFY(!exists("/etc/kestra"_s));
+    QVERIFY(!result.output.contains("What was written"));
+}
+
+void ConnectionTest::secretsThatCannotBeWritten_data()
+{
+    QTest::addColumn<QString>("blocked");
+    QTest::addColumn<QString>("written");
+    const QString pap = "/etc/ppp/pap-secrets"_s;
+    const QString chap = "/etc/ppp/chap-secrets"_s;
+    QTest::newRow("PAP") << pap << chap;
+    QTest::newRow("CHAP") << chap << pap;
+}
+
+void ConnectionTest::secretsThatCannotBeWritten()
+{
+    QFETCH(QString, blocked);
+    QFETCH(QString, written);
+    makeDirectory(blocked);
+    const SetupResult result = m_machine.run(withoutDriver);
+    QCOMPARE(result.code, 19);
+    QVERIFY2(result.errors.startsWith(latin1("\n%1 could not be written. "_s.arg(blocked))),
+             result.errors.constData());
+    QVERIFY(result.output.contains(latin1("  %1  ("_s.arg(written))));
+    QVERIFY(!result.output.contains(latin1("  %1  ("_s.arg(blocked))));
+}
+
+void ConnectionTest::entriesThatAreLost()
+{
+    const auto loss = [](const char *name) {
+        return latin1(
+            "    /etc/ppp/%1 has entries of its own, which are lost.\n"_s.arg(QLatin1String(name)));
+    };
+    writeFile("/etc/ppp/pap-secrets"_s, "# mine\n\n\"other\" * \"word\" *\n", 0600);
+    writeFile("/etc/ppp/chap-secrets"_s, "# nothing but a comment\n", 0600);
+    writeFile("/etc/ppp/options"_s, "asyncmap 0\n");
+    const SetupResult result = m_machine.run(withoutDriver);
+    QCOMPARE(result.code, 0);
+    QVERIFY(result.output.contains(loss("pap-secrets")));
+    QVERIFY(!result.output.contains(loss("chap-secrets")));
+    QVERIFY(result.output.contains(loss("options")));
+
+    QVERIFY(!m_machine.run(withoutDriver).output.contains("which are lost")); // only ours are left
+}
+
+void ConnectionTest::withoutPppd()
+{
+    const QString program = "/usr/sbin/pppd"_s;
+    const QString aside = "/usr/sbin/pppd-aside"_s;
+    const bool isThere = QFile::rename(program, aside);
+    const SetupResult result = m_machine.run(withoutDriver);
+    if (isThere)
+        QVERIFY(QFile::rename(aside, program));
+    QCOMPARE(result.code, 0);
+    QVERIFY2(result.output.endsWith("\nThe connection is set up.\n"
+                                    "pppd is not installed; the connection needs it.\n"),
+             result.output.constData());
 }
 
 void ConnectionTest::aLinkThatCannotBeMade()

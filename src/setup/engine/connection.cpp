@@ -26,6 +26,7 @@ const QLatin1String papSecrets("/etc/ppp/pap-secrets");
 const QLatin1String chapSecrets("/etc/ppp/chap-secrets");
 const QLatin1String optionsFile("/etc/ppp/options");
 const QLatin1String unicornOptions("/etc/modprobe.d/kestra.conf");
+const char ourOptions[] = "replacedefaultroute\nupdetach\n";
 const QLatin1String resolverFile("/etc/resolv.conf");
 const QLatin1String resolverBackup("/etc/resolv.conf_kestra");
 
@@ -68,24 +69,80 @@ QByteArray content(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/** The library cannot tell a full disk, so what it wrote is read again. */
-bool holds(const QString &path, const QByteArray &text) { return content(path).contains(text); }
+/** A file that the library is about to write. It cannot tell a full disk, so we look ourselves. */
+class Written
+{
+public:
+    const QString path;
 
-bool writePeer(Session &session, ScriptManager &scripts)
+    Written(const QString &file, const char *what)
+        : path(file), m_what(QString::fromLatin1(what)), m_before(content(file))
+    {
+    }
+
+    /** Tells of lines that are not among @p ours, comments aside. */
+    void tellOfLoss(Session &session, const QByteArray &ours) const
+    {
+        const QList<QByteArray> kept = ours.split('\n');
+        for (const QByteArray &line : m_before.split('\n')) {
+            const QByteArray entry = line.trimmed();
+            if (!entry.startsWith('#') && !kept.contains(entry)) {
+                session.frontend.note(
+                    QStringLiteral("%1 has entries of its own, which are lost.").arg(path));
+                return;
+            }
+        }
+    }
+
+    /** Lists the file if it was touched. Returns whether it holds @p text now. */
+    bool check(Session &session, const QByteArray &text) const
+    {
+        const QByteArray now = content(path);
+        const bool holdsText = now.contains(text);
+        if (holdsText || now != m_before)
+            session.changed(path, m_what);
+        return holdsText;
+    }
+
+private:
+    const QString m_what;
+    const QByteArray m_before;
+};
+
+void writePeer(Session &session, ScriptManager &scripts)
 {
     Line &line = session.line;
     if (usesUnicorn(session)) {
         int protocol = line.protocol == QLatin1String("pppoa") ? 0 : 1;
-        return scripts.writeUnicornScript(session.user)
-            && scripts.writeUnicornOption(unicornOptions, line.vpi, line.vci, protocol);
+        scripts.writeUnicornScript(session.user);
+        scripts.writeUnicornOption(unicornOptions, line.vpi, line.vci, protocol);
+    } else if (line.protocol == QLatin1String("pppoe")) {
+        scripts.writePPPoEScript(session.user);
+    } else {
+        scripts.writePPPoAScript(quint16(line.vpi), quint16(line.vci), session.user);
+        if (line.encapsulation == QLatin1String("llc")) // the plug-in's default is vc
+            scripts.writeToFile(peerFile(session), QStringLiteral("llc-encaps"));
     }
-    if (line.protocol == QLatin1String("pppoe"))
-        return scripts.writePPPoEScript(session.user);
-    if (!scripts.writePPPoAScript(quint16(line.vpi), quint16(line.vci), session.user))
-        return false;
-    if (line.encapsulation == QLatin1String("llc")) // the plug-in's default is vc
-        scripts.writeToFile(peerFile(session), QStringLiteral("llc-encaps"));
-    return true;
+}
+
+/** What differs between connections. */
+QByteArray endOfPeer(const Session &session)
+{
+    QString text =
+        QStringLiteral("plugin pppoatm.so %1.%2").arg(session.line.vpi).arg(session.line.vci);
+    if (usesUnicorn(session))
+        text = QStringLiteral("nic-dsl0");
+    else if (session.line.protocol == QLatin1String("pppoe"))
+        text = QStringLiteral("nic-nas0");
+    return (text + QLatin1String("\nuser \"") + session.user + QLatin1String("\"\n")).toLatin1();
+}
+
+QByteArray unicornLine(const Session &session)
+{
+    return QStringLiteral("options unicorn_usb_eth ActivationMode=3 VPI=%1 VCI=%2 ")
+        .arg(session.line.vpi)
+        .arg(session.line.vci)
+        .toLatin1();
 }
 
 bool writeConnectionFile(const Session &session)
@@ -197,27 +254,34 @@ Outcome writeConnection(Session &session)
     ScriptManager scripts;
     QDir().mkpath(peerDirectory);
     if (!QFileInfo::exists(pppd))
-        session.frontend.note(QStringLiteral("pppd is not installed; the connection needs it."));
+        session.frontend.reminder(
+            QStringLiteral("pppd is not installed; the connection needs it."));
 
-    const QString peer = peerFile(session);
-    const QString userLine = QLatin1String("user \"") + session.user + QLatin1String("\"\n");
-    if (!writePeer(session, scripts) || !holds(peer, userLine.toLatin1()))
-        return notWritten(ExitCode::Connection, peer);
-    session.changed(peer, QStringLiteral("how pppd reaches the provider"));
-    if (usesUnicorn(session))
-        session.changed(unicornOptions, QStringLiteral("line parameters for the driver"));
+    const Written peer(peerFile(session), "how pppd reaches the provider");
+    const Written unicorn(unicornOptions, "line parameters for the driver");
+    writePeer(session, scripts);
+    const bool hasPeer = peer.check(session, endOfPeer(session));
+    const bool hasOption = !usesUnicorn(session) || unicorn.check(session, unicornLine(session));
+    if (!hasPeer || !hasOption)
+        return notWritten(ExitCode::Connection, hasPeer ? unicorn.path : peer.path);
 
     const QString secret = QLatin1Char('"') + session.user + QLatin1String("\" * \"")
         + session.password + QLatin1String("\" *\n");
-    const bool secretsWritten = scripts.writeSecretScripts(session.user, session.password);
-    for (const QString &path : {QString(papSecrets), QString(chapSecrets)}) {
-        if (!secretsWritten || !holds(path, secret.toLatin1()))
-            return notWritten(ExitCode::Connection, path);
-        session.changed(path, QStringLiteral("user name and password, for root only"));
-    }
-    if (!scripts.writeOptionsScript() || !holds(optionsFile, "updetach\n"))
-        return notWritten(ExitCode::Connection, optionsFile);
-    session.changed(optionsFile, QStringLiteral("options of every pppd connection"));
+    const Written pap(papSecrets, "user name and password, for root only");
+    const Written chap(chapSecrets, "user name and password, for root only");
+    const Written options(optionsFile, "options of every pppd connection");
+    for (const Written *file : {&pap, &chap})
+        file->tellOfLoss(session, secret.toLatin1());
+    options.tellOfLoss(session, ourOptions);
+
+    scripts.writeSecretScripts(session.user, session.password);
+    const bool hasPap = pap.check(session, secret.toLatin1());
+    const bool hasChap = chap.check(session, secret.toLatin1());
+    if (!hasPap || !hasChap)
+        return notWritten(ExitCode::Connection, hasPap ? chap.path : pap.path);
+    scripts.writeOptionsScript();
+    if (!options.check(session, ourOptions))
+        return notWritten(ExitCode::Connection, options.path);
     if (!writeConnectionFile(session))
         return notWritten(ExitCode::Connection, connectionFile());
     session.changed(connectionFile(), QStringLiteral("what the init script needs to know"));

@@ -29,6 +29,9 @@ public:
     /** Something to tell the user that stays on the screen. */
     virtual void note(const QString &text) = 0;
 
+    /** A note that is told once more at the end of a run that succeeds. */
+    virtual void reminder(const QString &text) { note(text); }
+
     /** What the running stage waits for. */
     virtual void waiting(const QString &forWhat) = 0;
 

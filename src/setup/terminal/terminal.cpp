@@ -41,7 +41,10 @@ void writeAll(int descriptor, const QByteArray &bytes)
     }
 }
 
-/** Keeps what is typed from being shown, as long as it exists. */
+/**
+ * Keeps what is typed from being shown, as long as it exists. A shell would show it again after a
+ * stop by Ctrl-Z, so the keys that stop and that abort do nothing meanwhile.
+ */
 class SilentInput
 {
 public:
@@ -49,6 +52,8 @@ public:
     {
         termios silent = m_earlier;
         silent.c_lflag &= ~tcflag_t(ECHO);
+        silent.c_cc[VSUSP] = _POSIX_VDISABLE;
+        silent.c_cc[VQUIT] = _POSIX_VDISABLE;
         if (m_isTerminal)
             ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
     }
@@ -204,6 +209,13 @@ void Terminal::note(const QString &text)
     writeLine(QStringLiteral("    ") + text);
 }
 
+void Terminal::reminder(const QString &text)
+{
+    note(text);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_reminders.append(text);
+}
+
 void Terminal::waiting(const QString &forWhat)
 {
     note(QStringLiteral("Waiting for %1").arg(forWhat));
@@ -242,6 +254,8 @@ void Terminal::report(const Result &result)
     if (result.code() == ExitCode::Success) {
         writeLine(QString());
         writeLine(QStringLiteral("The connection is set up."));
+        for (const QString &text : qAsConst(m_reminders))
+            writeLine(text);
         return;
     }
     writeErrorLine(QString());

@@ -45,6 +45,7 @@ public:
     void stageStarted(int number, int count, const QString &title) override;
     void stageEnded(const Outcome &outcome) override;
     void note(const QString &text) override;
+    void reminder(const QString &text) override;
     void waiting(const QString &forWhat) override;
     void toolLine(const QString &line) override;
     void libraryLine(const QString &line) override;
@@ -85,6 +86,7 @@ private:
     State m_state = Idle;
     QString m_stageLine;
     QString m_activity;
+    QStringList m_reminders;
     QElapsedTimer m_stageTime;
     bool m_interruptTold = false;
     bool m_isEnding = false;
