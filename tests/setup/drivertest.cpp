@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QRegularExpression>
+#include <QScopeGuard>
 
 #include <csignal>
 #include <unistd.h>
@@ -56,6 +57,9 @@ private Q_SLOTS:
     void aDriverWithoutVersionIsDefault();
     void aPatchOfTheBundlesOwner();
     void patchThatDoesNotApply();
+    void patchThatIsNone();
+    void aDiskThatIsFull();
+    void aShippedFileThatIsCleanedUp();
     void buildThatFails();
     void buildWithoutProduct();
     void installationThatFails();
@@ -148,6 +152,50 @@ void DriverTest::patchThatDoesNotApply()
     QVERIFY2(result.errors.contains("    | Hunk #1 FAILED at 1.\n"), result.errors.constData());
     QCOMPARE(readFile(Machine::oldModule), oldContent);
     QVERIFY(isUntouchedBeyondTheDriver());
+}
+
+void DriverTest::patchThatIsNone()
+{
+    const QString patch =
+        Machine::directory + "/ueagle-atm-default_%1.patch"_s.arg(Machine::release);
+    writeFile(patch, "this is no patch\n");
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 9);
+    QVERIFY2(result.errors.startsWith("\nThe program patch could not do its work (code 2). See "
+                                      "whether the disk is full and "
+                                      + patch.toLatin1() + " is a patch.\n"),
+             result.errors.constData());
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+}
+
+void DriverTest::aDiskThatIsFull()
+{
+    writeFile(Machine::directory + "/bundle/ueagle-atm/firmware.bin"_s, QByteArray(300000, 'f'));
+    m_machine.writeBundle(Machine::makefile(Machine::usualBuild(), Machine::usualInstallation()));
+    const QString disk = Machine::directory + "/disk"_s;
+    makeDirectory(disk);
+    QCOMPARE(QProcess::execute(
+                 "mount"_s, {"-t"_s, "tmpfs"_s, "-o"_s, "size=100k,mode=755"_s, "tmpfs"_s, disk}),
+             0);
+    const auto unmount = qScopeGuard([&disk] { QProcess::execute("umount"_s, {"-l"_s, disk}); });
+    const SetupResult result = m_machine.run(Changes {{"--extraction-path"_s, disk}});
+    QCOMPARE(result.code, 8);
+    QVERIFY2(result.errors.startsWith("\nUnpacking did not complete: ueagle-atm/"),
+             result.errors.constData());
+    QVERIFY2(result.errors.contains(" is not whole. See whether the disk is full. The whole output "
+                                    "is in "
+                                    + buildLog.toLatin1() + ".\n"),
+             result.errors.constData());
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+}
+
+/** What the bundle has, but not the tree, need not be a sign of a full disk. */
+void DriverTest::aShippedFileThatIsCleanedUp()
+{
+    writeFile(Machine::directory + "/bundle/ueagle-atm/ueagle-atm.ko"_s, "a stale one\n");
+    m_machine.writeBundle(Machine::makefile(Machine::usualBuild(), Machine::usualInstallation()));
+    QCOMPARE(m_machine.run().code, 0);
+    QCOMPARE(readFile(Machine::newModule), Machine::source);
 }
 
 void DriverTest::buildThatFails()

@@ -4,9 +4,12 @@
 #include "bundle.h"
 
 #include <QDir>
+#include <QFile>
+#include <QRegularExpression>
 #include <QSet>
 
 #include <algorithm>
+#include <sys/statvfs.h>
 
 namespace Setup {
 
@@ -16,6 +19,14 @@ bool leavesDirectory(const QString &member)
 {
     return member.startsWith(QLatin1Char('/'))
         || member.split(QLatin1Char('/')).contains(QStringLiteral(".."));
+}
+
+/** Returns whether no file can be made any more. Some file systems do not count their files. */
+bool isFull(const QString &directory)
+{
+    struct statvfs status;
+    return ::statvfs(QFile::encodeName(directory).constData(), &status) == 0
+        && (status.f_bfree == 0 || (status.f_files > 0 && status.f_ffree == 0));
 }
 
 }
@@ -43,6 +54,29 @@ std::optional<Outcome> listBundle(Session &session)
     return badBundle(session.settings,
                      QStringLiteral("would put files outside its directory (%1)").arg(*outsider),
                      QStringLiteral("Get it from a source that you trust."));
+}
+
+std::optional<QString> cutOffMember(Session &session)
+{
+    // In English, so that what tar says can be understood.
+    QStringList differences;
+    session.runTool(QStringLiteral("env"),
+                    {QStringLiteral("LC_ALL=C"), QStringLiteral("tar"), QStringLiteral("--compare"),
+                     QStringLiteral("-C"), session.driver.extractionPath, QStringLiteral("-f"),
+                     session.settings.driverBundle},
+                    QStringLiteral("/"), &differences);
+    // The library has let make clean up, so a file may well be missing, unless there is no room.
+    const QRegularExpression cutOff(
+        isFull(session.driver.extractionPath)
+            ? QStringLiteral("^(?:tar: )?(.*): (?:Size differs|Warning: "
+                             "Cannot stat: .*)$")
+            : QStringLiteral("^(.*): Size differs$"));
+    for (const QString &difference : qAsConst(differences)) {
+        const auto match = cutOff.match(difference);
+        if (match.hasMatch())
+            return match.captured(1);
+    }
+    return std::nullopt;
 }
 
 QString usualTree(const QStringList &members, const QString &driverName)

@@ -13,6 +13,9 @@ Outcome badBundle(const Settings &settings, const QString &what, const QString &
 /** Reads the driver bundle to its end and keeps the names of its members. Says what is wrong. */
 std::optional<Outcome> listBundle(Session &session);
 
+/** Returns what of the bundle was not unpacked whole, if there is anything. */
+std::optional<QString> cutOffMember(Session &session);
+
 /** The one directory that a bundle has on top; that of the driver's name when there are several. */
 QString usualTree(const QStringList &members, const QString &driverName);
 

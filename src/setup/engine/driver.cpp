@@ -231,6 +231,11 @@ Outcome extractDriver(Session &session)
             ExitCode::Extraction,
             QStringLiteral("The bundle was not unpacked to %1.").arg(driver.extractedDriverPath),
             QStringLiteral("See whether the disk is full. ") + inLog(session));
+    if (const auto member = cutOffMember(session))
+        return Outcome::failed(
+            ExitCode::Extraction,
+            QStringLiteral("Unpacking did not complete: %1 is not whole.").arg(*member),
+            QStringLiteral("See whether the disk is full. ") + inLog(session));
     return Outcome::done();
 }
 
@@ -249,12 +254,19 @@ Outcome patchDriver(Session &session)
                         {QStringLiteral("-p0"), QStringLiteral("--forward"),
                          QStringLiteral("--batch"), QStringLiteral("--input=") + file},
                         session.driver.extractedDriverPath);
-    if (code != 0)
+    if (code == 0)
+        return Outcome::done(QStringLiteral("kestra-setup applied %1").arg(file));
+    if (code == 1)
         return Outcome::failed(
             ExitCode::Patch, QStringLiteral("The patch %1 does not apply to the driver.").arg(file),
             QStringLiteral("Get the patch that belongs to this bundle, or remove "
                            "it."));
-    return Outcome::done(QStringLiteral("kestra-setup applied %1").arg(file));
+    return Outcome::failed(
+        ExitCode::Patch,
+        QStringLiteral("The program patch could not do its work (%1).")
+            .arg(code ? QStringLiteral("code %1").arg(*code)
+                      : QStringLiteral("it did not run to its end")),
+        QStringLiteral("See whether the disk is full and %1 is a patch.").arg(file));
 }
 
 Outcome compileDriver(Session &session)

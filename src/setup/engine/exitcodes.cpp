@@ -24,7 +24,7 @@ constexpr Row rows[] = {
      "a program, file or directory that a later stage needs is missing or not safe"},
     {ExitCode::Bundle, "the driver bundle is missing or cannot be used"},
     {ExitCode::Extraction, "the driver bundle could not be unpacked"},
-    {ExitCode::Patch, "the patch for the running kernel did not apply"},
+    {ExitCode::Patch, "the patch for the running kernel could not be applied"},
     {ExitCode::Compilation, "the driver did not compile"},
     {ExitCode::Backup, "the installed driver could not be saved; nothing was replaced"},
     {ExitCode::Installation, "the driver could not be installed; what was there before is back"},
