@@ -31,12 +31,14 @@ struct Number
     int Options::*member;
     int lowest;
     int highest;
+    const char *reason = ""; ///< for the lowest number
+    bool mayBeZero = false;
 };
 
 /** An option is a flag, or takes the value that it is described with. */
 struct Row
 {
-    const char *name;
+    const char *names; ///< with blanks between them; the last is the one to speak of
     const char *value;
     const char *usual;
     const char *description;
@@ -46,7 +48,7 @@ struct Row
 constexpr int day = 24 * 60 * 60;
 
 const Row rows[] = {
-    {"help", "", "", "Show this help.", &Options::help},
+    {"h help", "", "", "Show this help.", &Options::help},
     {"version", "", "", "Show the version.", &Options::version},
     {"verbose", "", "", "Show all output of the tools.", &Options::verbose},
     {"log", "FILE", "", "Write all output to FILE, too.", Path {&Options::logFile}},
@@ -55,7 +57,7 @@ const Row rows[] = {
      Path {&Options::dataDirectory}},
 
     {"modem-timeout", "SECONDS", "0", "How long to wait for a modem; 0 is for ever.",
-     Number {&Options::modemTimeout, 0, day}},
+     Number {&Options::modemTimeout, 6, day, "a modem takes five seconds to settle", true}},
 
     {"no-driver", "", "", "Build and install no driver.", &Options::noDriver},
     {"driver-bundle", "FILE", "", "The sources of the driver, a tar archive.",
@@ -96,15 +98,27 @@ const Row rows[] = {
      &Options::passwordFromInput},
 
     {"no-boot", "", "", "Do not start the connection at boot.", &Options::noBoot},
-    {"sequence", "N", "20", "The sequence number of the boot links.",
-     Number {&Options::sequence, 0, 99}},
+    {"sequence", "N", "20", "The sequence number of the boot links, which must have two digits.",
+     Number {&Options::sequence, 10, 99, "systemd leaves out links with one digit"}},
 
     {"no-dns", "", "", "Leave the name servers alone.", &Options::noNameServers},
 };
 
-QString name(const Row &row) { return QString::fromLatin1(row.name); }
+QStringList names(const Row &row) { return QString::fromLatin1(row.names).split(QLatin1Char(' ')); }
+
+QString name(const Row &row) { return names(row).last(); }
 
 QString optionName(const char *name) { return QStringLiteral("--") + QString::fromLatin1(name); }
+
+QString description(const Row &row)
+{
+    QString text = QString::fromLatin1(row.description);
+    if (*row.usual) {
+        text.chop(1); // the full stop
+        text += QStringLiteral(" (default: %1).").arg(QString::fromLatin1(row.usual));
+    }
+    return text;
+}
 
 void describe(QCommandLineParser &parser)
 {
@@ -112,8 +126,7 @@ void describe(QCommandLineParser &parser)
         QStringLiteral("Sets up a connection over a USB ADSL modem. Asks for what no option tells; "
                        "the password is never an option."));
     for (const Row &row : rows) {
-        QCommandLineOption option(name(row), QString::fromLatin1(row.description),
-                                  QString::fromLatin1(row.value));
+        QCommandLineOption option(names(row), description(row), QString::fromLatin1(row.value));
         if (*row.usual)
             option.setDefaultValue(QString::fromLatin1(row.usual));
         parser.addOption(option);
@@ -151,13 +164,18 @@ struct Store
         bool isNumber = false;
         const int given = value.toInt(&isNumber);
         options.*number.member = given;
-        if (isNumber && given >= number.lowest && given <= number.highest)
+        const bool isInRange = given >= number.lowest && given <= number.highest;
+        if (isNumber && (isInRange || (number.mayBeZero && given == 0)))
             return QString();
-        return QStringLiteral("--%1 must be a number from %2 to %3, not \"%4\".")
-            .arg(name)
+        const QString zero = number.mayBeZero ? QStringLiteral("0 or ") : QString();
+        const QString reason = isNumber && given < number.lowest && *number.reason
+            ? QStringLiteral(": ") + QString::fromLatin1(number.reason)
+            : QString();
+        return QStringLiteral("--%1 must be %2a number from %3 to %4, not \"%5\"%6.")
+            .arg(name, zero)
             .arg(number.lowest)
             .arg(number.highest)
-            .arg(value);
+            .arg(value, reason);
     }
 
     QString emptyValue() const
@@ -291,7 +309,10 @@ QString helpText()
 {
     QCommandLineParser parser;
     describe(parser);
-    return parser.helpText() + QStringLiteral("\nExit codes:\n") + exitCodesText();
+    // The parser's first line shows how the program was called, with its directory.
+    return QStringLiteral("Usage: kestra-setup [options]\n")
+        + parser.helpText().section(QLatin1Char('\n'), 1) + QStringLiteral("\nExit codes:\n")
+        + exitCodesText();
 }
 
 }

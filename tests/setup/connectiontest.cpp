@@ -307,11 +307,11 @@ void ConnectionTest::noNameServers()
 
 void ConnectionTest::sequence()
 {
-    QCOMPARE(m_machine.run(with(withoutDriver, "--sequence"_s, "5"_s)).code, 0);
-    QCOMPARE(linkTarget("/etc/rc3.d/S5kestrad"_s), "/etc/init.d/kestrad"_s);
+    QCOMPARE(m_machine.run(with(withoutDriver, "--sequence"_s, "10"_s)).code, 0);
+    QCOMPARE(linkTarget("/etc/rc3.d/S10kestrad"_s), "/etc/init.d/kestrad"_s);
     QCOMPARE(m_machine.run(with(withoutDriver, "--sequence"_s, "99"_s)).code, 0);
     QCOMPARE(linkTarget("/etc/rc3.d/S99kestrad"_s), "/etc/init.d/kestrad"_s);
-    QVERIFY(!exists("/etc/rc3.d/S5kestrad"_s));
+    QVERIFY(!exists("/etc/rc3.d/S10kestrad"_s));
 }
 
 void ConnectionTest::theWorkingDirectoryDoesNotMatter()

@@ -38,6 +38,8 @@ private Q_SLOTS:
     void defaults();
     void takesValues();
     void pathsAreAbsolute();
+    void limits();
+    void help();
     void thePasswordIsNoOption();
     void helpNamesEveryOptionAndExitCode();
 };
@@ -58,13 +60,20 @@ void OptionsTest::refusesWithOneSentence_data()
     QTest::newRow("empty text") << QStringList {"--country="_s} << "--country must not be empty."_s;
     QTest::newRow("empty path") << QStringList {"--driver-bundle="_s}
                                 << "--driver-bundle must not be empty."_s;
-    for (const char *value : {"-1", "100", "x", "2x", "1.5"})
+    for (const char *value : {"100", "x", "10x", "20.5"})
         QTest::addRow("sequence %s", value)
             << QStringList {"--sequence="_s + QLatin1String(value)}
-            << "--sequence must be a number from 0 to 99, not \"%1\"."_s.arg(QLatin1String(value));
-    QTest::newRow("modem timeout")
-        << QStringList {"--modem-timeout=-5"_s}
-        << "--modem-timeout must be a number from 0 to 86400, not \"-5\"."_s;
+            << "--sequence must be a number from 10 to 99, not \"%1\"."_s.arg(QLatin1String(value));
+    for (const char *value : {"-1", "0", "5", "9"})
+        QTest::addRow("sequence %s", value)
+            << QStringList {"--sequence="_s + QLatin1String(value)}
+            << "--sequence must be a number from 10 to 99, not \"%1\": systemd leaves out links "
+               "with one digit."_s.arg(QLatin1String(value));
+    for (const char *value : {"-5", "1", "5"})
+        QTest::addRow("modem timeout %s", value)
+            << QStringList {"--modem-timeout="_s + QLatin1String(value)}
+            << "--modem-timeout must be 0 or a number from 6 to 86400, not \"%1\": a modem takes "
+               "five seconds to settle."_s.arg(QLatin1String(value));
     QTest::newRow("lock timeout")
         << QStringList {"--lock-timeout=forever"_s}
         << "--lock-timeout must be a number from 0 to 86400, not \"forever\"."_s;
@@ -147,11 +156,11 @@ void OptionsTest::defaults()
 void OptionsTest::takesValues()
 {
     const Setup::Options options =
-        parse({"--sequence=0"_s, "--modem-timeout"_s, "7"_s, "--module=x.ko"_s, "--country=A, B"_s,
+        parse({"--sequence=10"_s, "--modem-timeout"_s, "7"_s, "--module=x.ko"_s, "--country=A, B"_s,
                "--compile-arguments=all, V=1"_s, "--make-environment=A=1, B=2"_s, "--no-dns"_s,
                "--packages=ppp, libc6:amd64"_s, "--verbose"_s, "--no-boot"_s});
     QCOMPARE(options.error, QString());
-    QCOMPARE(options.sequence, 0);
+    QCOMPARE(options.sequence, 10);
     QCOMPARE(options.modemTimeout, 7);
     QCOMPARE(options.module, "x.ko"_s);
     QCOMPARE(options.country, "A, B"_s);
@@ -168,6 +177,26 @@ void OptionsTest::pathsAreAbsolute()
     QCOMPARE(options.driverBundle, QDir::currentPath() + "/b.tar"_s);
     QCOMPARE(options.dataDirectory, QDir::currentPath() + "/data"_s);
     QCOMPARE(options.logFile, "/l"_s);
+}
+
+void OptionsTest::limits()
+{
+    QCOMPARE(parse({"--sequence=99"_s, "--modem-timeout=6"_s}).error, QString());
+    QCOMPARE(parse({"--modem-timeout=0"_s}).error, QString());
+}
+
+void OptionsTest::help()
+{
+    QVERIFY(parse({"-h"_s}).help);
+    QVERIFY(parse({"--help"_s}).help);
+    const QString help = Setup::helpText();
+    QVERIFY2(help.startsWith("Usage: kestra-setup [options]\nSets up a connection "_s),
+             qPrintable(help));
+    const QString words = help.simplified();
+    for (const char *usual :
+         {"links, which must have two digits (default: 20).", "0 is for ever (default: 0).",
+          "package run (default: 300).", "unpack the bundle (default: /usr/src/kestra)."})
+        QVERIFY2(words.contains(QLatin1String(usual)), usual);
 }
 
 void OptionsTest::thePasswordIsNoOption()
@@ -206,7 +235,7 @@ void OptionsTest::helpNamesEveryOptionAndExitCode()
                                "--verbose",
                                "--log <FILE>",
                                "--data-dir <DIR>",
-                               "--help",
+                               "-h, --help",
                                "--version"})
         QVERIFY2(help.contains(QLatin1String(option)), option);
     const QString codes = help.section("Exit codes:\n"_s, 1);

@@ -94,7 +94,7 @@ void RefusalTest::wrongOptions()
     QCOMPARE(result.code, 2);
     QCOMPARE(result.output, QByteArray());
     QCOMPARE(result.errors,
-             QByteArray("kestra-setup: --sequence must be a number from 0 to 99, not \"100\". See "
+             QByteArray("kestra-setup: --sequence must be a number from 10 to 99, not \"100\". See "
                         "kestra-setup --help.\n"));
 
     const SetupResult missing = m_machine.run(Changes {{"--country"_s, QString()}});
@@ -507,8 +507,8 @@ void RefusalTest::damagedDatabase()
 void RefusalTest::noModemInTime()
 {
     QProcess process;
-    Machine::start(process, Machine::arguments({{"--modem-timeout"_s, "1"_s}}));
-    refuses(Machine::finish(process), 4, "No supported modem was plugged in within 1 seconds.",
+    Machine::start(process, Machine::arguments({{"--modem-timeout"_s, "6"_s}}));
+    refuses(Machine::finish(process), 4, "No supported modem was plugged in within 6 seconds.",
             "Unplug the modem, start again and plug it in when asked to.");
 }
 
