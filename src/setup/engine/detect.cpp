@@ -20,8 +20,8 @@ constexpr int pollInterval = 250; // ms
  */
 bool hardwareServiceRuns()
 {
-    return QDBusConnection::systemBus().interface()->isServiceRegistered(
-        QStringLiteral("org.freedesktop.Hal"));
+    QDBusConnectionInterface *const bus = QDBusConnection::systemBus().interface();
+    return bus && bus->isServiceRegistered(QStringLiteral("org.freedesktop.Hal"));
 }
 
 }
@@ -44,6 +44,10 @@ Outcome detectModem(Session &session)
     QElapsedTimer time;
     time.start();
     while (!found) {
+        if (!QDBusConnection::systemBus().isConnected())
+            return Outcome::failed(ExitCode::NoBus,
+                                   QStringLiteral("The system message bus has gone away."),
+                                   QStringLiteral("Start the service dbus, then start again."));
         if (limit > 0 && time.hasExpired(limit))
             return Outcome::failed(
                 ExitCode::NoModem,
