@@ -8,7 +8,9 @@
 
 #include <QCoreApplication>
 
+#include <csignal>
 #include <cstdio>
+#include <sys/stat.h>
 
 namespace {
 
@@ -43,6 +45,8 @@ int setUp(const Options &options, const Cancellation &cancellation)
 
 int main(int argc, char **argv)
 {
+    ::umask(022); // what we write is for everybody, save for the files that say otherwise
+    std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is no reason to stop half-way
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("kestra-setup"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KESTRA_VERSION));

@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 using namespace KestraTest;
 
@@ -75,6 +76,7 @@ private Q_SLOTS:
     void init();
 
     void aWholeRun();
+    void theUmaskDoesNotMatter();
     void pppoe();
     void pppoaWithLlc();
     void unicorn();
@@ -156,6 +158,23 @@ void ConnectionTest::aWholeRun()
              QByteArray("nameserver 192.0.2.1\nnameserver 192.0.2.2\n"));
     QCOMPARE(readFile("/etc/resolv.conf_kestra"_s), originalResolver);
     QCOMPARE(listDirectory("/run"_s).filter("kestra-setup"_s), QStringList());
+}
+
+void ConnectionTest::theUmaskDoesNotMatter()
+{
+    remove("/etc/ppp/peers"_s);
+    remove("/etc/resolv.conf"_s);
+    remove("/opt/kestra"_s);
+    const mode_t before = ::umask(077);
+    const SetupResult result = m_machine.run();
+    ::umask(before);
+    QCOMPARE(result.code, 0);
+    QCOMPARE(fileMode("/etc/resolv.conf"_s), 0644);
+    QCOMPARE(fileMode("/etc/ppp/peers"_s), 0755);
+    QCOMPARE(fileMode("/opt/kestra/logs"_s), 0755);
+    QCOMPARE(fileMode("/opt/kestra/logs/ueagle-atm-default_compiler.log"_s), 0644);
+    QCOMPARE(fileMode("/etc/kestra"_s), 0755);
+    QCOMPARE(fileMode("/etc/ppp/pap-secrets"_s), 0400);
 }
 
 void ConnectionTest::pppoe()

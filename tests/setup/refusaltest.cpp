@@ -9,6 +9,8 @@
 #include <QRegularExpression>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace KestraTest;
@@ -34,6 +36,7 @@ private Q_SLOTS:
 
     void wrongOptions();
     void helpAndVersion();
+    void nobodyReadsTheHelp();
     void wishesOnly_data();
     void wishesOnly();
     void password_data();
@@ -41,6 +44,7 @@ private Q_SLOTS:
     void passwordFromStandardInput();
     void notRoot();
     void noBus();
+    void theBusGoesAway();
     void missingTool_data();
     void missingTool();
     void unsafeBackupDirectory_data();
@@ -60,6 +64,8 @@ private Q_SLOTS:
     void bundle();
     void patchToolIsNeededForAPatch();
     void unwritableLog();
+    void aLogThatIsNoFile_data();
+    void aLogThatIsNoFile();
 
 private:
     void refuses(const SetupResult &result, int code, const QByteArray &cause,
@@ -114,6 +120,16 @@ void RefusalTest::helpAndVersion()
     QVERIFY(QRegularExpression("^kestra-setup [0-9]+\\.[0-9]+\\.[0-9]+\n$"_s)
                 .match(QString::fromLatin1(version.output))
                 .hasMatch());
+}
+
+void RefusalTest::nobodyReadsTheHelp()
+{
+    QProcess process;
+    process.start(
+        "bash"_s,
+        {"-c"_s, "set -o pipefail; { sleep 0.5; exec \"$0\" --help; } | :"_s, Machine::program});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 0);
 }
 
 void RefusalTest::wishesOnly_data()
@@ -298,6 +314,25 @@ void RefusalTest::noBus()
     QVERIFY2(result.errors.startsWith("\nThe system message bus cannot be reached: "),
              result.errors.constData());
     QCOMPARE(Machine::state(), m_stateBefore);
+}
+
+void RefusalTest::theBusGoesAway()
+{
+    QProcess bus;
+    bus.start("dbus-daemon"_s, {"--session"_s, "--nofork"_s, "--print-address"_s});
+    QVERIFY(bus.waitForReadyRead());
+    QProcess process;
+    QByteArray output;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("DBUS_SYSTEM_BUS_ADDRESS"_s,
+                       QString::fromLatin1(bus.readAllStandardOutput().trimmed()));
+    process.setProcessEnvironment(environment);
+    Machine::start(process, Machine::arguments());
+    QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem to be plugged in"));
+    bus.kill();
+    QVERIFY(bus.waitForFinished());
+    refuses(Machine::finish(process, output, 5000), 5, "The system message bus has gone away.",
+            "Start the service dbus, then start again.");
 }
 
 void RefusalTest::missingTool_data()
@@ -630,6 +665,28 @@ void RefusalTest::unwritableLog()
     QCOMPARE(result.errors,
              latin1("kestra-setup: The log %1/none/log cannot be written: No such file or "
                     "directory. See kestra-setup --help.\n"_s.arg(scratch)));
+}
+
+void RefusalTest::aLogThatIsNoFile_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::newRow("device") << "/dev/null"_s;
+    QTest::newRow("pipe") << scratch + "/pipe"_s;
+    QTest::newRow("pipe that is read") << scratch + "/open"_s;
+}
+
+void RefusalTest::aLogThatIsNoFile()
+{
+    QFETCH(QString, path);
+    for (const char *name : {"/pipe", "/open"})
+        QCOMPARE(::mkfifo(qPrintable(scratch + QLatin1String(name)), 0600), 0);
+    const int reader = ::open(qPrintable(scratch + "/open"_s), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const SetupResult result = m_machine.run(Changes {{"--log"_s, path}});
+    ::close(reader);
+    QCOMPARE(result.code, 2);
+    QCOMPARE(result.errors,
+             latin1("kestra-setup: The log %1 is no regular file. See kestra-setup --help.\n"_s.arg(
+                 path)));
 }
 
 KESTRA_TEST_MAIN(RefusalTest)

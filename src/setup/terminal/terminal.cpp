@@ -12,6 +12,7 @@
 #include <chrono>
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -92,9 +93,17 @@ Terminal::~Terminal()
 
 QString Terminal::openLog(const QString &path)
 {
+    // Looked at before it is touched; a pipe must not make us wait for its reader.
     const int descriptor = ::open(QFile::encodeName(path).constData(),
-                                  O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (descriptor < 0)
+                                  O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    struct stat status;
+    const bool isOpen = descriptor >= 0 && ::fstat(descriptor, &status) == 0;
+    const bool isUnreadPipe = descriptor < 0 && errno == ENXIO;
+    if (isUnreadPipe || (isOpen && !S_ISREG(status.st_mode))) {
+        ::close(descriptor);
+        return QStringLiteral("The log %1 is no regular file.").arg(path);
+    }
+    if (!isOpen || ::ftruncate(descriptor, 0) != 0)
         return QStringLiteral("The log %1 cannot be written: %2.")
             .arg(path, qt_error_string(errno));
     m_log.open(descriptor, QIODevice::WriteOnly | QIODevice::Unbuffered, QFile::AutoCloseHandle);
