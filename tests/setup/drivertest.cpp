@@ -64,6 +64,7 @@ private Q_SLOTS:
     void buildWithoutProduct();
     void installationThatFails();
     void installationThatFailsWithoutAnEarlierDriver();
+    void installationThatReplacesOtherModules();
     void installationThatChangesMore();
     void installationThatPretends();
     void installationThatBringsTheOldDriverOnly();
@@ -272,6 +273,38 @@ void DriverTest::installationThatFailsWithoutAnEarlierDriver()
              result.output.constData());
 }
 
+void DriverTest::installationThatReplacesOtherModules()
+{
+    // The tree builds a helper, too, and the installation brings that and lets depmod run.
+    const QString helper = Machine::modules + "/kernel/drivers/usb/atm/usbatm.ko"_s;
+    const QString newHelper = Machine::modules + "/extra/usbatm.ko"_s;
+    const QString list = Machine::modules + "/modules.dep"_s;
+    writeFile(helper, "the old helper\n", 0640);
+    writeFile(list, "the old list\n");
+    QByteArray install = Machine::usualInstallation();
+    for (const QString &place : {helper, newHelper})
+        install += "\ninstall -D -m 644 usbatm.ko " + place.toLatin1();
+    install += "\nrm " + list.toLatin1() + "\n@false";
+    m_machine.writeBundle(
+        Machine::makefile(Machine::usualBuild() + "\necho the new helper >usbatm.ko", install));
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 12);
+    QCOMPARE(readFile(helper), QByteArray("the old helper\n"));
+    QCOMPARE(fileMode(helper), 0640);
+    QCOMPARE(readFile(list), QByteArray("the old list\n"));
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
+    QVERIFY(!exists(newHelper));
+    QVERIFY(!exists(Machine::newModule));
+    for (const QString &path : {helper, list})
+        QVERIFY2(result.output.contains(
+                     "\n    The earlier file is back, byte for byte: " + path.toLatin1() + "\n"),
+                 result.output.constData());
+    QVERIFY2(result.output.contains("\n    Removed " + newHelper.toLatin1()
+                                    + ", which the failed installation left.\n"),
+             result.output.constData());
+    QVERIFY(!result.output.contains("which no backup was made of"));
+}
+
 void DriverTest::installationThatChangesMore()
 {
     // No backup is made of what is not the driver, so what happened to it must be told.
@@ -280,11 +313,21 @@ void DriverTest::installationThatChangesMore()
     m_machine.writeBundle(Machine::makefile(
         Machine::usualBuild(), "echo the new one of another size >" + other + "\n@false"));
     const SetupResult failed = m_machine.run();
-    QCOMPARE(failed.code, 12);
+    QCOMPARE(failed.code, 13);
+    QVERIFY2(failed.errors.contains(" The earlier driver is installed again, but there was no "
+                                    "backup of what else has changed: "
+                                    + other + ". Install the package again "),
+             failed.errors.constData());
+    QCOMPARE(readFile(Machine::oldModule), oldContent);
     QVERIFY2(failed.output.contains("\n    The failed installation changed " + other
                                     + ", which no backup was made of.\n"),
              failed.output.constData());
     QVERIFY(!failed.output.contains("changed " + Machine::oldModule.toLatin1()));
+
+    m_machine.reset();
+    writeFile(QString::fromLatin1(other), "the old helper\n");
+    m_machine.writeBundle(Machine::makefile(Machine::usualBuild(), "rm " + other + "\n@false"));
+    QCOMPARE(m_machine.run().code, 13);
 
     m_machine.reset();
     m_machine.writeBundle(Machine::makefile(Machine::usualBuild(),

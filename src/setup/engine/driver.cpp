@@ -176,6 +176,23 @@ QString inLog(const Session &session)
     return QStringLiteral("The whole output is in %1.").arg(logFile(session));
 }
 
+Outcome notSaved(Session &session, const QString &path)
+{
+    const bool isBack = restoreModules(session).lost.isEmpty();
+    return Outcome::failed(isBack ? ExitCode::Backup : ExitCode::Restore,
+                           QStringLiteral("%1 could not be copied to the backup.").arg(path),
+                           QStringLiteral("See whether /tmp is full, then start again."));
+}
+
+QString copyCommands(const Session &session, const QStringList &installedPaths)
+{
+    QStringList commands;
+    for (const QString &path : installedPaths)
+        commands.append(
+            QStringLiteral("cp %1 %2").arg(backupPath(path, session.kernelRelease), path));
+    return commands.join(QStringLiteral("; "));
+}
+
 /** Decides by what is in the module tree: the exit code of make is unknown when it took long. */
 bool isNewDriverInstalled(const Session &session)
 {
@@ -303,12 +320,11 @@ Outcome backupDriver(Session &session)
                             QStringLiteral("moved here from %1").arg(saved.installedPath));
             continue;
         }
-        const QString lost = restoreModules(session);
-        return Outcome::failed(
-            lost.isEmpty() ? ExitCode::Backup : ExitCode::Restore,
-            QStringLiteral("The installed driver %1 could not be saved.").arg(saved.installedPath),
-            QStringLiteral("See whether /tmp is full, then start again."));
+        return notSaved(session, saved.installedPath);
     }
+    const QString uncopied = copyOtherFiles(session);
+    if (!uncopied.isEmpty())
+        return notSaved(session, uncopied);
     session.treeBeforeInstallation = moduleTreeNow(session.kernelRelease);
     if (installed.isEmpty())
         return Outcome::skipped(
@@ -336,16 +352,22 @@ Outcome installDriver(Session &session)
         ? QStringLiteral("make ended well, but the new %1 is not in %2.")
               .arg(session.driver.compiledDriverName, moduleTree(session.kernelRelease))
         : QStringLiteral("The driver could not be installed (make ended with code %1).").arg(code);
-    const QString lost = restoreModules(session);
-    if (!lost.isEmpty())
+    const Damage damage = restoreModules(session);
+    if (!damage.lost.isEmpty())
+        return Outcome::failed(ExitCode::Restore, cause,
+                               QStringLiteral("The earlier driver is not back. Copy it by hand: %1")
+                                   .arg(copyCommands(session, damage.lost)));
+    const QString state = session.savedModules.isEmpty()
+        ? QStringLiteral("No driver was installed before")
+        : QStringLiteral("The earlier driver is installed again");
+    if (!damage.altered.isEmpty())
         return Outcome::failed(
             ExitCode::Restore, cause,
-            QStringLiteral("The earlier driver is not back. Copy it by hand: cp %1 %2")
-                .arg(backupPath(lost, session.kernelRelease), lost));
-    const QString state = session.savedModules.isEmpty()
-        ? QStringLiteral("No driver was installed before. ")
-        : QStringLiteral("The earlier driver is installed again. ");
-    return Outcome::failed(ExitCode::Installation, cause, state + inLog(session));
+            QStringLiteral("%1, but there was no backup of what else has changed: %2. Install the "
+                           "package again that this belongs to. %3")
+                .arg(state, damage.altered.join(QStringLiteral(", ")), inLog(session)));
+    return Outcome::failed(ExitCode::Installation, cause,
+                           QStringLiteral("%1. %2").arg(state, inLog(session)));
 }
 
 }

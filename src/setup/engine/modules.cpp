@@ -10,14 +10,113 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 
 #include <algorithm>
 #include <cerrno>
 #include <sys/stat.h>
 
 namespace Setup {
+
+namespace {
+
+QStringList builtModules(const QString &directory)
+{
+    QStringList names;
+    QDirIterator files(directory, {QStringLiteral("*.ko")}, QDir::Files,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        files.next();
+        names.append(files.fileName());
+    }
+    return names;
+}
+
+/** An installed module may have been compressed. */
+bool isOneOf(const QStringList &modules, const QString &path)
+{
+    const QString name = QFileInfo(path).fileName();
+    return std::any_of(modules.cbegin(), modules.cend(), [&name](const QString &module) {
+        return name == module || name.startsWith(module + QLatin1Char('.'));
+    });
+}
+
+bool copyFile(const QString &from, const QString &to)
+{
+    return QDir().mkpath(QFileInfo(to).path()) && QFile::copy(from, to);
+}
+
+/** What a failed installation has added would be found first, or stand in the old one's place. */
+void removeNewModules(Session &session)
+{
+    const auto isSaved = [&session](const QString &path) {
+        return std::any_of(session.savedModules.cbegin(), session.savedModules.cend(),
+                           [&path](const SavedModule &saved) {
+                               return saved.installedPath == path
+                                   && saved.checksum == checksum(path);
+                           });
+    };
+    QStringList unwanted;
+    for (const QString &path :
+         installedCopies(session.kernelRelease, session.driver.compiledDriverName)) {
+        if (!isSaved(path))
+            unwanted.append(path);
+    }
+    if (session.treeBeforeInstallation) {
+        for (const QString &path :
+             changedModules(session.kernelRelease, *session.treeBeforeInstallation)) {
+            if (isOneOf(session.otherModules, path)
+                && !session.treeBeforeInstallation->contains(path))
+                unwanted.append(path);
+        }
+    }
+    for (const QString &path : qAsConst(unwanted)) {
+        if (QFile::remove(path))
+            session.frontend.note(
+                QStringLiteral("Removed %1, which the failed installation left.").arg(path));
+    }
+}
+
+/** Tells what else a failed installation did, and returns what of it has spoiled something. */
+QStringList alteredFiles(Session &session)
+{
+    if (!session.treeBeforeInstallation)
+        return QStringList();
+    const ModuleTree &before = *session.treeBeforeInstallation;
+    QSet<QString> backedUp;
+    for (const auto &files : {session.savedModules, session.copiedFiles}) {
+        for (const SavedModule &file : files)
+            backedUp.insert(file.installedPath);
+    }
+    const auto tell = [&session](const QString &path, const QString &note) {
+        session.changed(path, QStringLiteral("changed by the failed installation"));
+        session.frontend.note(note.arg(path));
+    };
+    QStringList altered;
+    for (const QString &path : changedModules(session.kernelRelease, before)) {
+        if (backedUp.contains(path))
+            continue;
+        if (before.contains(path))
+            altered.append(path);
+        else
+            tell(path, QStringLiteral("The failed installation left %1."));
+    }
+    const ModuleTree now = moduleTreeNow(session.kernelRelease);
+    for (auto file = before.cbegin(); file != before.cend(); ++file) {
+        if (!now.contains(file.key()) && !backedUp.contains(file.key()))
+            altered.append(file.key());
+    }
+    altered.sort();
+    for (const QString &path : qAsConst(altered))
+        tell(path,
+             QStringLiteral("The failed installation changed %1, which no backup was made of."));
+    return altered;
+}
+
+}
 
 QByteArray checksum(const QString &path)
 {
@@ -92,38 +191,56 @@ QString backupPath(const QString &installedPath, const QString &kernelRelease)
     return backupDirectory(kernelRelease) + installedPath.mid(moduleTree(kernelRelease).size());
 }
 
-QString restoreModules(Session &session)
+QString copyOtherFiles(Session &session)
 {
-    const auto isSaved = [&session](const QString &path) {
-        return std::any_of(session.savedModules.cbegin(), session.savedModules.cend(),
-                           [&path](const SavedModule &saved) {
-                               return saved.installedPath == path
-                                   && saved.checksum == checksum(path);
-                           });
-    };
-    for (const QString &path :
-         installedCopies(session.kernelRelease, session.driver.compiledDriverName)) {
-        if (!isSaved(path) && QFile::remove(path))
-            session.frontend.note(
-                QStringLiteral("Removed %1, which the failed installation left.").arg(path));
+    const QString tree = moduleTree(session.kernelRelease);
+    const QStringList drivers =
+        installedCopies(session.kernelRelease, session.driver.compiledDriverName);
+    session.otherModules = builtModules(session.driver.extractedDriverPath);
+    session.otherModules.removeAll(session.driver.compiledDriverName);
+
+    FileManager files;
+    files.indexFiles(tree);
+    for (const QString &path : files.getIndex()) {
+        const bool isOfDepmod = path.startsWith(tree + QStringLiteral("/modules."));
+        if (!isOfDepmod && (!isOneOf(session.otherModules, path) || drivers.contains(path)))
+            continue;
+        const SavedModule copied = {path, backupPath(path, session.kernelRelease), checksum(path)};
+        if (!copyFile(path, copied.backupPath) || checksum(copied.backupPath) != copied.checksum)
+            return path;
+        session.copiedFiles.append(copied);
     }
-    const QStringList others = session.treeBeforeInstallation
-        ? changedModules(session.kernelRelease, *session.treeBeforeInstallation)
-        : QStringList();
-    for (const QString &path : others) {
-        session.changed(path, QStringLiteral("changed by the failed installation"));
-        session.frontend.note(QStringLiteral("The failed installation changed %1, which no backup "
-                                             "was made of.")
-                                  .arg(path));
-    }
-    session.compiler->restoreDriver();
-    for (const SavedModule &saved : qAsConst(session.savedModules)) {
-        if (checksum(saved.installedPath) != saved.checksum)
-            return saved.installedPath;
-        session.frontend.note(QStringLiteral("The earlier driver is back, byte for byte: %1")
-                                  .arg(saved.installedPath));
-    }
+    if (!session.copiedFiles.isEmpty())
+        session.changed(backupDirectory(session.kernelRelease),
+                        QStringLiteral("has copies of what else the installation may replace"));
     return QString();
+}
+
+Damage restoreModules(Session &session)
+{
+    removeNewModules(session);
+    session.compiler->restoreDriver();
+    Damage damage;
+    for (const SavedModule &saved : qAsConst(session.savedModules)) {
+        if (checksum(saved.installedPath) == saved.checksum)
+            session.frontend.note(QStringLiteral("The earlier driver is back, byte for byte: %1")
+                                      .arg(saved.installedPath));
+        else
+            damage.lost.append(saved.installedPath);
+    }
+    for (const SavedModule &copied : qAsConst(session.copiedFiles)) {
+        if (checksum(copied.installedPath) == copied.checksum)
+            continue;
+        QFile::remove(copied.installedPath);
+        if (copyFile(copied.backupPath, copied.installedPath)
+            && checksum(copied.installedPath) == copied.checksum)
+            session.frontend.note(QStringLiteral("The earlier file is back, byte for byte: %1")
+                                      .arg(copied.installedPath));
+        else
+            damage.lost.append(copied.installedPath);
+    }
+    damage.altered = alteredFiles(session);
+    return damage;
 }
 
 }

@@ -26,15 +26,26 @@ QString backupPath(const QString &installedPath, const QString &kernelRelease);
 /** Returns time and size of everything in the module tree. */
 ModuleTree moduleTreeNow(const QString &kernelRelease);
 
+/**
+ * Copies to the backup what the installation may replace besides the driver: the other modules that
+ * its tree has built, and what depmod writes.
+ *
+ * @return the first file that could not be copied, or an empty string
+ */
+QString copyOtherFiles(Session &session);
+
 /** Returns what is new or changed in the module tree since @p before. */
 QStringList changedModules(const QString &kernelRelease, const ModuleTree &before);
 
-/**
- * Brings the saved modules back, and lets nothing of a failed installation stay.
- *
- * @return the path of the first module that is not what it was, or an empty string
- */
-QString restoreModules(Session &session);
+/** What is not as it was before a failed installation. */
+struct Damage
+{
+    QStringList lost; ///< is in the backup, but could not be brought back
+    QStringList altered; ///< changed or gone, and not in the backup
+};
+
+/** Brings everything back that is in the backup, and lets no new module stay. */
+Damage restoreModules(Session &session);
 
 }
 

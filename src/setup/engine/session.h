@@ -34,7 +34,7 @@ struct Modem
     QString driverVersion;
 };
 
-/** A module that the backup has taken out of the module tree. */
+/** A file of the module tree that is in the backup. */
 struct SavedModule
 {
     QString installedPath;
@@ -83,7 +83,9 @@ public:
     Compiler::ModemDriver driver;
     std::unique_ptr<Compiler> compiler;
     QByteArray builtChecksum;
-    QVector<SavedModule> savedModules;
+    QVector<SavedModule> savedModules; ///< the installed driver, moved to the backup
+    QStringList otherModules; ///< names of what the driver's tree has built besides the driver
+    QVector<SavedModule> copiedFiles; ///< what else the installation may replace
     std::optional<ModuleTree> treeBeforeInstallation;
 
     QVector<Change> changes;
