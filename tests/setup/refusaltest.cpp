@@ -41,6 +41,7 @@ private Q_SLOTS:
     void wishesOnly();
     void password_data();
     void password();
+    void passwordFromStandardInput_data();
     void passwordFromStandardInput();
     void notRoot();
     void noBus();
@@ -56,6 +57,7 @@ private Q_SLOTS:
     void missingRunLevel();
     void missingRunLevelDoesNotMatterWithoutBoot();
     void damagedDatabase();
+    void sentencesAboutTheDatabase();
     void noModemInTime();
     void interruptedWhileWaitingForTheModem_data();
     void interruptedWhileWaitingForTheModem();
@@ -248,21 +250,28 @@ void RefusalTest::password_data()
                              << QByteArray("Give a file that root can read with --password-file.");
 
     const QByteArray another = "Ask the provider for another password.";
-    const QPair<const char *, QByteArray> contents[] = {
-        {"is empty", ""},
-        {"has a double quote in it", "a\"b"},
-        {"has a backslash in it", "a\\b"},
-        {"has a line break in it", "a\nb\n"},
-        {"has a control character in it", QByteArray("a\0b", 3)},
-        {"has a character in it that is not in Latin-1", "\xe2\x82\xac"},
-        {"is longer than 255 characters", QByteArray(256, 'p')},
-        {"begins with @/, which pppd takes for the name of a file", "@/etc/shadow"},
+    const QByteArray file =
+        latin1("Write the password and nothing else to the file %1."_s.arg(path));
+    const struct
+    {
+        const char *fault;
+        QByteArray content;
+        QByteArray nextStep;
+    } rows[] = {
+        {"is empty", "", file},
+        {"has a double quote in it", "a\"b", another},
+        {"has a backslash in it", "a\\b", another},
+        {"has a line break in it", "a\nb\n", file},
+        {"has a control character in it", QByteArray("a\0b", 3), file},
+        {"has a character in it that is not in Latin-1", "\xe2\x82\xac", another},
+        {"is longer than 255 characters", QByteArray(256, 'p'), another},
+        {"begins with @/, which pppd takes for the name of a file", "@/etc/shadow", another},
     };
-    for (const auto &content : contents)
-        QTest::newRow(content.first)
-            << content.second << 0600
-            << "The password cannot be used with pppd: it " + QByteArray(content.first) + "."
-            << another;
+    for (const auto &row : rows)
+        QTest::newRow(row.fault) << row.content << 0600
+                                 << "The password cannot be used with pppd: it "
+                + QByteArray(row.fault) + "."
+                                 << row.nextStep;
 }
 
 void RefusalTest::password()
@@ -280,17 +289,31 @@ void RefusalTest::password()
         QVERIFY(!result.everything().contains(content.trimmed()));
 }
 
+void RefusalTest::passwordFromStandardInput_data()
+{
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QByteArray>("fault");
+    QTest::addColumn<QByteArray>("nextStep");
+    QTest::newRow("quotes") << QByteArray("with \"quotes\"\n")
+                            << QByteArray("has a double quote in it")
+                            << QByteArray("Ask the provider for another password.");
+    QTest::newRow("nothing") << QByteArray() << QByteArray("is empty")
+                             << QByteArray("Pass the password and nothing else on standard input.");
+}
+
 void RefusalTest::passwordFromStandardInput()
 {
+    QFETCH(QByteArray, input);
+    QFETCH(QByteArray, fault);
+    QFETCH(QByteArray, nextStep);
     QProcess process;
     Machine::start(
         process,
         Machine::arguments({{"--password-file"_s, QString()}, {"--password-stdin"_s, "-"_s}}));
-    process.write("with \"quotes\"\n");
+    process.write(input);
     process.closeWriteChannel();
     refuses(Machine::finish(process), 18,
-            "The password cannot be used with pppd: it has a double quote in it.",
-            "Ask the provider for another password.");
+            "The password cannot be used with pppd: it " + fault + ".", nextStep);
 }
 
 void RefusalTest::notRoot()
@@ -537,6 +560,23 @@ void RefusalTest::damagedDatabase()
     refuses(m_machine.run(changes), 16,
             latin1("The provider database %1 cannot be used: it has no countries."_s.arg(path)),
             nextStep);
+}
+
+void RefusalTest::sentencesAboutTheDatabase()
+{
+    const QString path = Machine::directory + "/services.xml"_s;
+    m_machine.writeDatabase("<country code=\"Sylvania\"><service name=\"A1.net Telekom\"/>"
+                            "</country>");
+    const Changes changes {{"--country"_s, "Sylvania"_s}, {"--service"_s, "A1.net"_s}};
+    refuses(m_machine.run(changes), 17, "The provider database has no service \"A1.net\".",
+            "Near matches: A1.net Telekom. Give another name with --service.");
+
+    writeFile(path, "<services></country>");
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 16);
+    QVERIFY2(result.errors.contains(". Install kestra-setup completely")
+                 && !result.errors.contains(".. "),
+             result.errors.constData());
 }
 
 void RefusalTest::noModemInTime()

@@ -52,6 +52,15 @@ QString fault(const QString &text)
     return QString();
 }
 
+/** Says whether @p password is none that a provider hands out: the way it came here is wrong. */
+bool isMistaken(const QString &password)
+{
+    return password.isEmpty()
+        || std::any_of(password.cbegin(), password.cend(), [](QChar character) {
+               return character.category() == QChar::Other_Control;
+           });
+}
+
 QString passwordFault(const QString &password)
 {
     if (password.startsWith(QLatin1String("@/")))
@@ -133,6 +142,18 @@ Text takePassword(Session &session)
                     QStringLiteral("--password-file or --password-stdin"));
 }
 
+QString passwordStep(const Session &session)
+{
+    if (!isMistaken(session.password))
+        return QStringLiteral("Ask the provider for another password.");
+    if (session.settings.passwordFromInput)
+        return QStringLiteral("Pass the password and nothing else on standard input.");
+    if (!session.settings.passwordFile.isEmpty())
+        return QStringLiteral("Write the password and nothing else to the file %1.")
+            .arg(session.settings.passwordFile);
+    return QStringLiteral("Start again and type it when asked.");
+}
+
 }
 
 Outcome takeLogin(Session &session)
@@ -155,7 +176,7 @@ Outcome takeLogin(Session &session)
     if (!secretFault.isEmpty())
         return refused(
             QStringLiteral("The password cannot be used with pppd: it %1.").arg(secretFault),
-            QStringLiteral("Ask the provider for another password."));
+            passwordStep(session));
     return Outcome::done();
 }
 

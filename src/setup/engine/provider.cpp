@@ -60,8 +60,10 @@ private:
     std::optional<Line> m_line;
 };
 
-Outcome damaged(const QString &path, const QString &why)
+Outcome damaged(const QString &path, QString why)
 {
+    if (why.endsWith(QLatin1Char('.'))) // some of Qt's own texts are sentences
+        why.chop(1);
     return Outcome::failed(
         ExitCode::Database,
         QStringLiteral("The provider database %1 cannot be used: %2.").arg(path, why),
@@ -153,10 +155,9 @@ std::variant<QString, Outcome> pick(Session &session, const Choice &choice,
             return Outcome::failed(
                 ExitCode::Service,
                 QStringLiteral("The provider database has no %1 \"%2\".").arg(what, wanted),
-                QStringLiteral("%1Give another name with %2.")
-                    .arg(suggestion(nearMatches(names, wanted))
-                             .replace(QLatin1String("."), QLatin1String(". ")),
-                         QString::fromLatin1(choice.option)));
+                joined({suggestion(nearMatches(names, wanted)),
+                        QStringLiteral("Give another name with %1.")
+                            .arg(QString::fromLatin1(choice.option))}));
     }
     if (const auto answer =
             session.frontend.choose(QString::fromLatin1(choice.question), names, wanted))

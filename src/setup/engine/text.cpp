@@ -104,6 +104,12 @@ QStringList nearMatches(const QStringList &names, const QString &wanted)
     return near;
 }
 
+QString joined(QStringList sentences)
+{
+    sentences.removeAll(QString());
+    return sentences.join(QLatin1Char(' '));
+}
+
 QString suggestion(const QStringList &near)
 {
     if (near.isEmpty())

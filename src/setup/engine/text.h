@@ -30,6 +30,9 @@ QStringList namesHolding(const QStringList &names, const QString &part);
 /** Returns up to five @p names that @p wanted may have meant. */
 QStringList nearMatches(const QStringList &names, const QString &wanted);
 
+/** Returns @p sentences with blanks between those that are not empty. */
+QString joined(QStringList sentences);
+
 /** Returns a sentence that offers @p near, or an empty text when there is nothing to offer. */
 QString suggestion(const QStringList &near);
 
