@@ -153,6 +153,8 @@ private Q_SLOTS:
     void whatIsGivenIsNotAskedFor();
     void partsOfNamesAndNumbers();
     void longListsAreNotShown();
+    void enterListsAll();
+    void nothingToAsk();
     void interruptedAtAQuestion();
     void interruptedAtThePassword();
     void noKeyShowsThePassword();
@@ -206,7 +208,7 @@ void PromptTest::whatIsGivenIsNotAskedFor()
 void PromptTest::partsOfNamesAndNumbers()
 {
     TerminalRun run(asking({{"--no-driver"_s, "-"_s}, {"--country"_s, "Atlantis"_s}}));
-    QVERIFY(run.waitFor("Nothing matches \"Atlantis\". \r\nCountry, or a part of it: "));
+    QVERIFY(run.waitFor("Nothing matches \"Atlantis\".\r\nCountry, or a part of it: "));
     run.type("Fredonia\n");
     QVERIFY(run.waitFor("Nothing matches \"Fredonia\". Near matches: Freedonia.\r\n"));
     run.type("free\n");
@@ -227,10 +229,39 @@ void PromptTest::longListsAreNotShown()
               "</country>";
     m_machine.writeDatabase(countries);
     TerminalRun run(asking({{"--no-driver"_s, "-"_s}}));
-    QVERIFY(run.waitFor("30 to choose from.\r\nCountry, or a part of it: "));
+    QVERIFY(run.waitFor("30 to choose from; the Enter key alone lists all 30.\r\n"
+                        "Country, or a part of it: "));
     run.type("30\n"); // a part of a name here, not a number
     QVERIFY(run.waitFor("User name: "));
     QVERIFY(run.screen().contains("Country 30, S: 1.32, pppoe, llc"));
+}
+
+void PromptTest::enterListsAll()
+{
+    QByteArray countries;
+    for (int i = 1; i <= 30; ++i)
+        countries += "<country code=\"Long Name of Country " + QByteArray::number(i)
+            + "\"><service name=\"S\"><vpi>1</vpi><vci>32</vci><protocol>pppoe</protocol></service>"
+              "</country>";
+    m_machine.writeDatabase(countries);
+    TerminalRun run(asking({{"--no-driver"_s, "-"_s}}));
+    QVERIFY(run.waitFor("Country, or a part of it: "));
+    run.type("\n");
+    // The terminal is 100 characters wide, which makes three columns.
+    QVERIFY(
+        run.waitFor("\r\n   1  Long Name of Country 1     11  Long Name of Country 11    21  Long "
+                    "Name of Country 21\r\n   2  "));
+    QVERIFY(run.waitFor("  30  Long Name of Country 30\r\nCountry, or its number: "));
+    run.type("12\n");
+    QVERIFY(run.waitFor("Long Name of Country 12, S: 1.32, pppoe, llc"));
+}
+
+/** A single service is no question, and does not break the line of the stage. */
+void PromptTest::nothingToAsk()
+{
+    TerminalRun run(asking({{"--no-driver"_s, "-"_s}, {"--country"_s, "Sylvania"_s}}));
+    QVERIFY(run.waitFor("Sylvania, Sylvanian Telecom: 1.50, pppoe, llc"));
+    QVERIFY2(!run.screen().contains("choose the provider ...\r\n"), run.screen().constData());
 }
 
 void PromptTest::interruptedAtAQuestion()
@@ -241,6 +272,7 @@ void PromptTest::interruptedAtAQuestion()
     run.type("\x03");
     QCOMPARE(run.finish(), 130);
     QVERIFY2(run.screen().contains("The set-up was interrupted."), run.screen().constData());
+    QVERIFY2(run.screen().contains(" ... interrupted ("), run.screen().constData());
     QCOMPARE(Machine::state(), before);
 }
 

@@ -195,7 +195,9 @@ void Terminal::stageEnded(const Outcome &outcome)
         ending = QStringLiteral(" skipped");
         break;
     case Outcome::Failed:
-        ending = QStringLiteral(" FAILED (%1)").arg(elapsed());
+        ending = (outcome.code == ExitCode::Interrupted ? QStringLiteral(" interrupted (%1)")
+                                                        : QStringLiteral(" FAILED (%1)"))
+                     .arg(elapsed());
         break;
     }
     if (outcome.kind != Outcome::Failed && !outcome.sentence.isEmpty())
@@ -340,10 +342,9 @@ std::optional<QString> Terminal::choose(const QString &question, const QStringLi
 {
     if (m_style.unattended)
         return std::nullopt;
-    beginQuestion();
     QStringList offered;
     QString answer = hint;
-    for (;;) {
+    for (bool isAnswered = false;; isAnswered = true) {
         bool isNumber = false;
         const int number = answer.toInt(&isNumber);
         if (isNumber && number >= 1 && number <= offered.size())
@@ -353,7 +354,8 @@ std::optional<QString> Terminal::choose(const QString &question, const QStringLi
             return match;
         if (matches.size() == 1)
             return matches.first();
-        offered = offer(matches, answer, names);
+        beginQuestion();
+        offered = offer(matches, answer, names, isAnswered && answer.isEmpty());
         const auto next = askText(offered.isEmpty() ? question + QLatin1String(", or a part of it")
                                                     : question + QLatin1String(", or its number"));
         if (!next)
@@ -364,23 +366,42 @@ std::optional<QString> Terminal::choose(const QString &question, const QStringLi
 
 /** Shows what matches @p answer. Returns the names that may be picked by number. */
 QStringList Terminal::offer(const QStringList &matches, const QString &answer,
-                            const QStringList &names)
+                            const QStringList &names, bool isLongListWanted)
 {
-    QStringList lines;
-    QStringList offered;
-    if (matches.isEmpty()) {
-        lines.append(QStringLiteral("Nothing matches \"%1\". %2")
-                         .arg(answer, suggestion(nearMatches(names, answer))));
-    } else if (matches.size() > longestList) {
-        lines.append(QStringLiteral("%1 to choose from.").arg(matches.size()));
-    } else {
-        offered = matches;
-        for (int i = 0; i < offered.size(); ++i)
-            lines.append(QStringLiteral("%1  %2").arg(i + 1, 4).arg(offered[i]));
+    QString sentence;
+    if (matches.isEmpty())
+        sentence = joined({QStringLiteral("Nothing matches \"%1\".").arg(answer),
+                           suggestion(nearMatches(names, answer))});
+    else if (matches.size() > longestList && !isLongListWanted)
+        sentence = QStringLiteral("%1 to choose from; the Enter key alone lists all %2.")
+                       .arg(matches.size())
+                       .arg(names.size());
+    if (!sentence.isEmpty()) {
+        writeAll(m_screen, sentence.toLocal8Bit() + '\n');
+        return {};
     }
-    for (const QString &line : qAsConst(lines))
-        writeAll(m_screen, line.toLocal8Bit() + '\n');
-    return offered;
+    QStringList entries;
+    for (const QString &name : matches)
+        entries.append(QStringLiteral("%1  %2").arg(entries.size() + 1, 4).arg(name));
+    writeColumns(entries);
+    return matches;
+}
+
+/** A short list is one column; a long one reads downwards in as many as there is room for. */
+void Terminal::writeColumns(const QStringList &entries)
+{
+    int width = 0;
+    for (const QString &entry : entries)
+        width = std::max(width, int(entry.size()) + 2);
+    const int fitting = std::max(1, terminalWidth(m_screen) / width);
+    const int columns = entries.size() > longestList ? fitting : 1;
+    const int lines = (int(entries.size()) + columns - 1) / columns;
+    for (int line = 0; line < lines; ++line) {
+        QString text;
+        for (int i = line; i < entries.size(); i += lines)
+            text += i + lines < entries.size() ? entries[i].leftJustified(width) : entries[i];
+        writeAll(m_screen, text.toLocal8Bit() + '\n');
+    }
 }
 
 }

@@ -73,7 +73,9 @@ private:
     void tick();
     void log(const QString &text);
     std::optional<QByteArray> readLine();
-    QStringList offer(const QStringList &matches, const QString &answer, const QStringList &names);
+    QStringList offer(const QStringList &matches, const QString &answer, const QStringList &names,
+                      bool isLongListWanted);
+    void writeColumns(const QStringList &entries);
 
     const Style m_style;
     const Cancellation &m_cancellation;
