@@ -27,6 +27,7 @@ private Q_SLOTS:
     void namesMatchExactlyThenWithoutCase();
     void namesHoldingAPart();
     void nearMatchesAreThoseOneCanMean();
+    void sentencesAreJoinedWithBlanks();
 };
 
 void TextTest::bytesAreUtf8OrElseLatin1()
@@ -78,6 +79,13 @@ void TextTest::nearMatchesAreThoseOneCanMean()
     QCOMPARE(nearMatches(countries, "aust"_s), both);
     QCOMPARE(suggestion(both), "Near matches: Austria, Australia."_s);
     QCOMPARE(suggestion({}), QString());
+}
+
+void TextTest::sentencesAreJoinedWithBlanks()
+{
+    QCOMPARE(joined({"One."_s, QString(), "Two."_s}), "One. Two."_s);
+    QCOMPARE(joined({"One."_s, QString()}), "One."_s);
+    QCOMPARE(joined({QString()}), QString());
 }
 
 QTEST_GUILESS_MAIN(TextTest)
