@@ -216,7 +216,7 @@ QByteArray Machine::state()
     find.start("sh"_s,
                QStringList {"-c"_s,
                             "find \"$@\" -printf '%p %m %U %l\\n' -type f "
-                            "-exec sha256sum {} \\; 2>/dev/null | sort"_s,
+                            "-exec sha256sum {} \\; 2>/dev/null | LC_ALL=C sort"_s,
                             "sh"_s}
                    + roots);
     find.waitForFinished();
