@@ -57,10 +57,10 @@ private Q_SLOTS:
     void hangingDaemonIsGivenUp();
 
 private:
-    bool tookSeconds(int seconds) const
+    bool tookSeconds(int seconds, int early = 50) const
     {
         const qint64 elapsed = m_timer.elapsed();
-        return elapsed >= seconds * 1000 - 50 && elapsed < seconds * 1000 + 1500;
+        return elapsed >= seconds * 1000 - early && elapsed < seconds * 1000 + 5000;
     }
 
     FakeHal m_hal;
@@ -132,7 +132,9 @@ void MediaTimeoutTest::hangingDaemonIsGivenUp()
     m_hal.setBehaviour(FakeHal::Hang, "FindDeviceByCapability"_s);
     MediaManager manager(nullptr);
     QCOMPARE(manager.getVolumesCount(), 0);
-    QVERIFY(tookSeconds(25)); // what Qt gives a call that says nothing else
+    // What Qt gives a call that says nothing else, kept with one of its coarse timers: these are
+    // off by a twentieth at most.
+    QVERIFY(tookSeconds(25, 1300));
     m_hal.resetBehaviour();
     QCOMPARE(manager.getVolumesCount(), 1);
 }

@@ -17,6 +17,10 @@ using namespace KestraTest;
 
 namespace {
 
+/** What Qt gives a call, in ms; it keeps the time with a timer that is off by a twentieth at most.
+ */
+constexpr qint64 coarse25Seconds = 23700;
+
 const QString vendorHangs = "/org/freedesktop/Hal/devices/vendor"_s;
 const QString productHangs = "/org/freedesktop/Hal/devices/product"_s;
 const QString existenceHangs = "/org/freedesktop/Hal/devices/existence"_s;
@@ -91,21 +95,22 @@ void ModemManagerTimeoutTest::initTestCase()
 
 void ModemManagerTimeoutTest::hangingVendorIsAFailedCall()
 {
-    QVERIFY2(vendor.elapsed >= 24000, QByteArray::number(vendor.elapsed).constData());
+    QVERIFY2(vendor.elapsed >= coarse25Seconds, QByteArray::number(vendor.elapsed).constData());
     QVERIFY(!vendor.timerRuns);
     QCOMPARE(vendor.udi, QString());
 }
 
 void ModemManagerTimeoutTest::hangingProductIsAFailedCall()
 {
-    QVERIFY2(product.elapsed >= 24000, QByteArray::number(product.elapsed).constData());
+    QVERIFY2(product.elapsed >= coarse25Seconds, QByteArray::number(product.elapsed).constData());
     QVERIFY(!product.timerRuns);
     QCOMPARE(product.udi, QString());
 }
 
 void ModemManagerTimeoutTest::hangingExistenceCheckIsAFailedCall()
 {
-    QVERIFY2(existence.elapsed >= 24000, QByteArray::number(existence.elapsed).constData());
+    QVERIFY2(existence.elapsed >= coarse25Seconds,
+             QByteArray::number(existence.elapsed).constData());
     QVERIFY(existence.timerRuns);
     QCOMPARE(existence.udi, existenceHangs);
     QVERIFY(!existence.found);
