@@ -16,9 +16,9 @@
 #include <QProcess>
 #include <QThread>
 
+#include <initializer_list>
 #include <utility>
 
-#include <initializer_list>
 #include <sys/stat.h>
 #include <unistd.h>
 
