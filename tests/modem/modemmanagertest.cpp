@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "fakehal.h"
+#include "knownmodems.h"
 #include "messagelog.h"
 #include "testmain.h"
 
@@ -33,24 +34,6 @@ const char productKey[] = "usb_device.product_id";
 
 const QStringList modemNames = {"Sagem F@st 800 E4"_s, "Sagem F@st 800"_s,
                                 "Thomson Speedtouch 330"_s, "ZTE ZXDSL 852"_s, "CXACRU modem"_s};
-
-struct KnownDevice
-{
-    int row;
-    int vendor;
-    int product;
-};
-
-const KnownDevice knownDevices[] = {
-    {0, 0x1110, 0x9041}, {0, 0x1110, 0x9042}, {1, 0x1110, 0x9010}, {1, 0x1110, 0x900F},
-    {1, 0x1110, 0x9021}, {1, 0x1110, 0x9022}, {1, 0x1110, 0x9023}, {1, 0x1110, 0x9024},
-    {1, 0x1110, 0x9031}, {1, 0x1110, 0x9032}, {2, 0x06B9, 0x4061}, {3, 0x0483, 0x0138},
-    {4, 0x0572, 0xCAFE}, {4, 0x0572, 0xCB00}, {4, 0x0572, 0xCB01}, {4, 0x0572, 0xCB02},
-    {4, 0x0572, 0xCB06}, {4, 0x0572, 0xCB07}, {4, 0x08E3, 0x0100}, {4, 0x08E3, 0x0102},
-    {4, 0x0EB0, 0x3457}, {4, 0x1803, 0x5510}, {4, 0x0675, 0x0200}, {4, 0x0586, 0x330A},
-    {4, 0x0586, 0x330B}, {4, 0x0659, 0x0020}, {4, 0x0509, 0x0812}, {4, 0x100D, 0xCB01},
-    {4, 0x100D, 0x3342},
-};
 
 const QStringList driverNames = {"ueagle-atm"_s, "ueagle-atm"_s, "speedtch"_s, "unicorn"_s,
                                  "cxacru"_s};
