@@ -55,10 +55,12 @@ int main(int argc, char **argv)
     if (!options.error.isEmpty())
         return usageError(options.error);
     if (options.help)
-        return end(stdout, helpText(), ExitCode::Success);
+        return end(stdout, helpText(*options.command), ExitCode::Success);
     if (options.version)
         return end(stdout,
                    QStringLiteral("kestra-setup %1\n").arg(application.applicationVersion()),
                    ExitCode::Success);
+    if (options.command->run)
+        return int(runCommand(options));
     return setUp(options, Cancellation(watchInterrupts()));
 }

@@ -43,18 +43,20 @@ struct Row
     const char *usual;
     const char *description;
     std::variant<Flag, Text, Path, Number> target;
+    unsigned commands = Command::SetUp; ///< those that take it
 };
 
 constexpr int day = 24 * 60 * 60;
 
 const Row rows[] = {
-    {"h help", "", "", "Show this help.", &Options::help},
-    {"version", "", "", "Show the version.", &Options::version},
-    {"verbose", "", "", "Show all output of the tools.", &Options::verbose},
+    {"h help", "", "", "Show this help.", &Options::help, Command::every},
+    {"version", "", "", "Show the version.", &Options::version, Command::every},
+    {"verbose", "", "", "Show all output of the tools.", &Options::verbose, Command::every},
     {"log", "FILE", "", "Write all output to FILE, too.", Path {&Options::logFile}},
     {"unattended", "", "", "Ask nothing; all answers come from options.", &Options::unattended},
     {"data-dir", "DIR", KESTRA_DATA_DIR, "Where the files of kestra-setup are.",
-     Path {&Options::dataDirectory}},
+     Path {&Options::dataDirectory}, Command::every},
+    {"json", "", "", "Answer in JSON.", &Options::json, Command::every & ~Command::SetUp},
 
     {"modem-timeout", "SECONDS", "0", "How long to wait for a modem; 0 is for ever.",
      Number {&Options::modemTimeout, 6, day, "a modem takes five seconds to settle", true}},
@@ -87,7 +89,9 @@ const Row rows[] = {
 
     {"providers", "FILE", "",
      "The provider database (default: services.xml in the data directory).",
-     Path {&Options::providers}},
+     Path {&Options::providers}, Command::SetUp | Command::Providers},
+    {"validate", "FILE", "", "Check FILE, and name line and column of its faults.",
+     Path {&Options::validate}, Command::Providers},
     {"country", "NAME", "", "The country of the provider.", &Options::country},
     {"service", "NAME", "", "The service of the provider.", &Options::service},
 
@@ -96,6 +100,11 @@ const Row rows[] = {
      Path {&Options::passwordFile}},
     {"password-stdin", "", "", "Read the password from standard input.",
      &Options::passwordFromInput},
+
+    {"force", "", "", "Also what somebody has changed since the set-up.", &Options::force,
+     Command::Undo | Command::UndoPart},
+    {"packages", "", "", "Remove the packages, too, that the set-up has installed.",
+     &Options::removePackages, Command::Undo},
 
     {"no-boot", "", "", "Do not start the connection at boot.", &Options::noBoot},
     {"sequence", "N", "20", "The sequence number of the boot links, which must have two digits.",
@@ -120,12 +129,13 @@ QString description(const Row &row)
     return text;
 }
 
-void describe(QCommandLineParser &parser)
+bool belongsTo(const Row &row, const Command &command) { return row.commands & command.id; }
+
+void describe(QCommandLineParser &parser, const Command &command)
 {
-    parser.setApplicationDescription(
-        QStringLiteral("Sets up a connection over a USB ADSL modem. Asks for what no option tells; "
-                       "the password is never an option."));
     for (const Row &row : rows) {
+        if (!belongsTo(row, command))
+            continue;
         QCommandLineOption option(names(row), description(row), QString::fromLatin1(row.value));
         if (*row.usual)
             option.setDefaultValue(QString::fromLatin1(row.usual));
@@ -274,13 +284,40 @@ QString oneSentence(QString text)
     return text.endsWith(QLatin1Char('.')) ? text : text + QLatin1Char('.');
 }
 
-QString readInto(Options &options, const QStringList &arguments)
+QString readOperand(Options &options, QStringList operands)
 {
+    const bool isTaken = *options.command->operand != '\0';
+    if (isTaken && !operands.isEmpty())
+        options.operand = operands.takeFirst();
+    if (operands.isEmpty())
+        return QString();
+    return QStringLiteral("The argument \"%1\" is not understood.").arg(operands.constFirst());
+}
+
+/** The arguments may begin with the words of a command. */
+const Command *takeCommand(QStringList &arguments)
+{
+    for (const int words : {2, 1}) {
+        const QStringList name = arguments.mid(1, words);
+        const Command *const command = findCommand(name.join(QLatin1Char(' ')));
+        if (!command || name.size() < words)
+            continue;
+        arguments.erase(arguments.begin() + 1, arguments.begin() + 1 + words);
+        return command;
+    }
+    return findCommand(QString());
+}
+
+QString readInto(Options &options, QStringList arguments)
+{
+    options.command = takeCommand(arguments);
     QCommandLineParser parser;
-    describe(parser);
+    describe(parser, *options.command);
     if (!parser.parse(arguments))
         return oneSentence(parser.errorText());
     for (const Row &row : rows) {
+        if (!belongsTo(row, *options.command))
+            continue;
         const QString problem =
             std::visit(Store {options, name(row), parser.value(name(row)), parser.isSet(name(row))},
                        row.target);
@@ -289,11 +326,31 @@ QString readInto(Options &options, const QStringList &arguments)
     }
     if (options.help || options.version)
         return QString();
-    if (!parser.positionalArguments().isEmpty())
-        return QStringLiteral("The argument \"%1\" is not understood.")
-            .arg(parser.positionalArguments().constFirst());
-    const QString problem = firstContradiction(options);
+    QString problem = readOperand(options, parser.positionalArguments());
+    if (problem.isEmpty())
+        problem = firstContradiction(options);
     return problem.isEmpty() ? firstUnmet(options) : problem;
+}
+
+QString usage(const Command &command)
+{
+    return QStringLiteral("%1 [options] %2")
+        .arg(QLatin1String(command.name), QLatin1String(command.operand))
+        .trimmed();
+}
+
+QString commandsText()
+{
+    QString text;
+    for (const Command &command : commands()) {
+        if (*command.name)
+            text += QStringLiteral("  %1  %2\n")
+                        .arg(QStringLiteral("%1 %2")
+                                 .arg(QLatin1String(command.name), QLatin1String(command.operand))
+                                 .leftJustified(22),
+                             QLatin1String(command.summary));
+    }
+    return text;
 }
 
 }
@@ -305,14 +362,21 @@ Options parseOptions(const QStringList &arguments)
     return options;
 }
 
-QString helpText()
+QString helpText(const Command &command)
 {
     QCommandLineParser parser;
-    describe(parser);
+    describe(parser, command);
     // The parser's first line shows how the program was called, with its directory.
-    return QStringLiteral("Usage: kestra-setup [options]\n")
-        + parser.helpText().section(QLatin1Char('\n'), 1) + QStringLiteral("\nExit codes:\n")
-        + exitCodesText();
+    const QString options = parser.helpText().section(QLatin1Char('\n'), 1);
+    if (command.id != Command::SetUp)
+        return QStringLiteral("Usage: kestra-setup %1\n%2\n")
+                   .arg(usage(command), QLatin1String(command.summary))
+            + options;
+    return QStringLiteral("Usage: kestra-setup [options]\n"
+                          "Sets up a connection over a USB ADSL modem. Asks for what no option "
+                          "tells; the password is never an option.\n")
+        + options + QStringLiteral("\nCommands, each with a --help of its own:\n") + commandsText()
+        + QStringLiteral("\nExit codes:\n") + exitCodesText();
 }
 
 }

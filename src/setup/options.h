@@ -4,6 +4,7 @@
 #ifndef KESTRA_SETUP_OPTIONS_H
 #define KESTRA_SETUP_OPTIONS_H
 
+#include "commands/command.h"
 #include "engine/settings.h"
 
 #include <QString>
@@ -14,10 +15,17 @@ namespace Setup {
 /** The command line. */
 struct Options : Settings
 {
+    const Command *command = nullptr; ///< never null in what parseOptions() returns
+    QString operand; ///< what followed the command's name
+
     bool help = false;
     bool version = false;
     bool verbose = false;
+    bool json = false;
     QString logFile;
+    QString validate;
+    bool force = false;
+    bool removePackages = false;
 
     QString error; ///< one sentence when something is wrong
 };
@@ -25,8 +33,8 @@ struct Options : Settings
 /** Reads a command line, the program's name included, and says what is wrong with it. */
 Options parseOptions(const QStringList &arguments);
 
-/** The text of --help: all options and exit codes. */
-QString helpText();
+/** The text of --help: the options of a command; with the first, all commands and exit codes. */
+QString helpText(const Command &command);
 
 }
 

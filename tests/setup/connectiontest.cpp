@@ -40,6 +40,7 @@ QByteArray golden(const char *name)
 }
 
 const QByteArray originalResolver = "# mine\nnameserver 198.51.100.1\n";
+const QByteArray undoHint = "kestra-setup undo makes everything as it was before.\n";
 
 QByteArray latin1(const QString &text) { return text.toLatin1(); }
 
@@ -241,7 +242,8 @@ void ConnectionTest::noValidNameServer()
     QCOMPARE(result.code, 21);
     QCOMPARE(result.errors,
              QByteArray("\nNone of the provider's name servers is a valid address: 300.1.1.1. Mend "
-                        "the provider database, or use --no-dns.\n"));
+                        "the provider database, or use --no-dns.\n")
+                 + undoHint);
     QCOMPARE(readFile("/etc/resolv.conf"_s), originalResolver);
 }
 
@@ -257,7 +259,8 @@ void ConnectionTest::aFullDiskUnderTheNameServers()
     QCOMPARE(result.errors,
              latin1("\n/etc/resolv.conf could not be written: it is a link to %1/resolv.conf. See "
                     "whether the directory of that file exists and whether the disk is full or the "
-                    "file protected, then start again.\n"_s.arg(disk.path)));
+                    "file protected, then start again.\n"_s.arg(disk.path))
+                 + undoHint);
     QVERIFY(!result.output.contains("  /etc/resolv.conf  ("));
     QVERIFY(result.output.contains("  /etc/resolv.conf_kestra  ("));
 }
@@ -270,7 +273,8 @@ void ConnectionTest::nameServersThatCannotBeSaved()
     QCOMPARE(result.errors,
              QByteArray("\n/etc/resolv.conf could not be saved as /etc/resolv.conf_kestra. See "
                         "whether the disk is full or something else is in that place, then start "
-                        "again.\n"));
+                        "again.\n")
+                 + undoHint);
     QCOMPARE(readFile("/etc/resolv.conf"_s), originalResolver);
     QVERIFY(!result.output.contains("  /etc/resolv.conf"));
 }
@@ -448,7 +452,8 @@ void ConnectionTest::aLinkThatCannotBeMade()
     QCOMPARE(result.code, 20);
     QCOMPARE(result.errors,
              QByteArray("\nThe link /etc/rc3.d/S20kestrad could not be made. See what is in its "
-                        "place, then start again.\n"));
+                        "place, then start again.\n")
+                 + undoHint);
     QVERIFY(result.output.contains("\nWhat was written until then:\n"));
     QCOMPARE(readFile("/etc/resolv.conf"_s), originalResolver);
 }

@@ -15,6 +15,7 @@ namespace {
 
 const QString udi = "/org/freedesktop/Hal/devices/modem"_s;
 const QString saved = "/var/tmp/machine"_s;
+const QString serviceFile = "/run/kestra-sandbox/services/org.freedesktop.Hal.service"_s;
 
 const QStringList changeable = {
     "/etc/ppp"_s,        "/etc/kestra"_s,      "/etc/init.d"_s,
@@ -88,6 +89,8 @@ void Machine::reset()
     }
     remove(directory);
     remove(modules);
+    remove("/var/lib/kestra"_s);
+    remove(serviceFile);
     writeFile(oldModule, "the old driver\n");
     writeFile(directory + "/kernel/Makefile"_s, "");
     writeFile(directory + "/password"_s, password + "\n", 0600);
@@ -197,6 +200,13 @@ void Machine::plugIn()
 {
     hal.addDevice(udi, {{"usb_device.vendor_id"_s, 0x1110}, {"usb_device.product_id"_s, product}});
     hal.emitDeviceAdded(udi);
+}
+
+void Machine::installService(const QString &commandLine)
+{
+    writeFile(serviceFile,
+              "[D-BUS Service]\nName=org.freedesktop.Hal\nExec=" + commandLine.toLocal8Bit()
+                  + '\n');
 }
 
 SetupResult Machine::run(const QStringList &arguments, int timeout)

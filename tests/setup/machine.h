@@ -79,6 +79,9 @@ public:
 
     void plugIn();
 
+    /** Has the bus start the hardware service, when it is called, by this command line. */
+    static void installService(const QString &commandLine);
+
     /** A listing of everything that a set-up may change, with modes, link targets and checksums. */
     static QByteArray state();
 

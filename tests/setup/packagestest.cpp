@@ -79,6 +79,7 @@ private Q_SLOTS:
     void failure_data();
     void failure();
     void successWithoutPackages();
+    void installedHalfIsRemembered();
     void unavailable();
     void lockedForTooLong();
     void lockedForAWhile();
@@ -198,6 +199,17 @@ void PackagesTest::successWithoutPackages()
     QVERIFY2(
         result.errors.startsWith("\nNot installed: first (the package tools ended with code 0). "),
         result.errors.constData());
+}
+
+void PackagesTest::installedHalfIsRemembered()
+{
+    StandInTool dpkg("dpkg");
+    StandInTool aptGet("apt-get");
+    dpkg.addBehaviour({});
+    dpkg.addBehaviour(prints("ii  first  1  all  x\n"));
+    QCOMPARE(m_machine.run(withPackages("first second"_s)).code, 14);
+    const QByteArray store = readFile("/var/lib/kestra/before.json"_s);
+    QVERIFY2(store.contains("\"first\"") && !store.contains("\"second\""), store.constData());
 }
 
 void PackagesTest::unavailable()

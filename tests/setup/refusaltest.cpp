@@ -587,7 +587,7 @@ void RefusalTest::noModemInTime()
     QProcess process;
     Machine::start(process, Machine::arguments({{"--modem-timeout"_s, "6"_s}}));
     refuses(Machine::finish(process), 4, "No supported modem was plugged in within 6 seconds.",
-            "Unplug the modem, start again and plug it in when asked to.");
+            "Plug it in, then start again.");
 }
 
 void RefusalTest::interruptedWhileWaitingForTheModem_data()
@@ -615,8 +615,7 @@ void RefusalTest::aDeviceThatIsNoModem()
 {
     m_machine.product = 0x1234;
     refuses(m_machine.run(Changes {{"--modem-timeout"_s, "7"_s}}), 4,
-            "No supported modem was plugged in within 7 seconds.",
-            "Unplug the modem, start again and plug it in when asked to.");
+            "No supported modem was plugged in within 7 seconds.", "Plug it in, then start again.");
 }
 
 void RefusalTest::bundle_data()

@@ -145,6 +145,9 @@ QByteArray unicornLine(const Session &session)
         .toLatin1();
 }
 
+/** QSaveFile alone would overlook that the disk is full when the last of the text is written. */
+bool commit(QSaveFile &file) { return file.flush() && file.commit(); }
+
 bool writeConnectionFile(const Session &session)
 {
     const QStringList lines = {
@@ -164,7 +167,7 @@ bool writeConnectionFile(const Session &session)
         && file.write(lines.join(QLatin1Char('\n')).toLatin1()) >= 0
         && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup
                                | QFile::ReadOther)
-        && file.commit();
+        && commit(file);
 }
 
 /** Puts the init script in place; only then do its mode and its links have something to act on. */
@@ -173,7 +176,7 @@ bool installInitScript(const Settings &settings)
     QFile source(initScriptSource(settings));
     QSaveFile target(initScript());
     return source.open(QIODevice::ReadOnly) && target.open(QIODevice::WriteOnly)
-        && target.write(source.readAll()) >= 0 && target.commit();
+        && target.write(source.readAll()) >= 0 && commit(target);
 }
 
 /** Returns all entries of the run-level directories. */
@@ -194,6 +197,37 @@ QString linkName(const Session &session, const QString &base, int level)
     return QStringLiteral("%1/%2%3kestrad")
         .arg(runLevelDirectory(base, level), stops ? QStringLiteral("K") : QStringLiteral("S"))
         .arg(session.settings.sequence);
+}
+
+/** All that writeConnection() may write, a directory before what is in it. */
+QStringList connectionFiles(const Session &session)
+{
+    QStringList files = {peerDirectory,   peerFile(session), papSecrets,
+                         chapSecrets,     optionsFile,       QFileInfo(connectionFile()).path(),
+                         connectionFile()};
+    if (usesUnicorn(session))
+        files.append(unicornOptions);
+    if (!session.settings.noBoot)
+        files.append(initScript());
+    return files;
+}
+
+/** The file that is written is another one where there is a link. */
+QStringList resolverFiles()
+{
+    QStringList files = {resolverFile, resolverBackup};
+    const QFileInfo resolver(resolverFile);
+    if (resolver.isSymLink())
+        files.append(resolver.exists() ? resolver.canonicalFilePath() : resolver.symLinkTarget());
+    return files;
+}
+
+QStringList runLevelDirectories(const QString &base)
+{
+    QStringList directories;
+    for (int level = 0; level <= 6; ++level)
+        directories.append(runLevelDirectory(base, level));
+    return directories;
 }
 
 void tellOfResolver(Session &session, DNS_Manager &manager)
@@ -251,6 +285,8 @@ Outcome resolverNotWritten()
 
 Outcome writeConnection(Session &session)
 {
+    if (const auto problem = session.remember(Part::Connection, connectionFiles(session)))
+        return *problem;
     ScriptManager scripts;
     QDir().mkpath(peerDirectory);
     if (!QFileInfo::exists(pppd))
@@ -298,6 +334,8 @@ Outcome linkBoot(Session &session)
 {
     ScriptManager scripts;
     const QString base = scripts.getRcDir();
+    if (const auto problem = session.rememberEntries(Part::Boot, runLevelDirectories(base)))
+        return *problem;
     const QStringList before = runLevelEntries(base);
     const int directory = ::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     scripts.addDaemonToStart(session.settings.sequence);
@@ -334,6 +372,8 @@ Outcome setNameServers(Session &session)
         return Outcome::skipped(
             QStringLiteral("the provider's name servers are not known; most announce them when the "
                            "connection comes up"));
+    if (const auto problem = session.remember(Part::NameServers, resolverFiles()))
+        return *problem;
     DNS_Manager manager;
     tellOfResolver(session, manager);
     const bool isFirstChange =

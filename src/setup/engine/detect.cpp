@@ -1,69 +1,198 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "hardwareservice.h"
 #include "session.h"
 #include "stages.h"
+#include "text.h"
 
 #include <kestra/modem/modemmanager.h>
 
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
+#include <QDBusError>
 #include <QElapsedTimer>
+#include <QSet>
 
 namespace Setup {
 
 namespace {
 
 constexpr int pollInterval = 250; // ms
+constexpr int answerInterval = 10; // ms
 
-/** Returns whether the hardware service runs. Also makes sure that the bus knows our subscription.
- */
-bool hardwareServiceRuns()
+/** Waits for a modem, or takes the one that is there. */
+class Detection
 {
-    QDBusConnectionInterface *const bus = QDBusConnection::systemBus().interface();
-    return bus && bus->isServiceRegistered(QStringLiteral("org.freedesktop.Hal"));
+public:
+    explicit Detection(Session &session);
+
+    Outcome run();
+
+private:
+    void lookAround();
+    void look(const QStringList &udis);
+    bool tryDevice(const QString &udi);
+    bool isWanted(const QString &name);
+    void take(const ModemManager &manager);
+
+    bool isOver() const { return m_isFound || m_failure; }
+    void rest(int milliseconds);
+    QDBusMessage answerTo(const QDBusPendingCall &call);
+    void tellOnce(const QString &text);
+    Outcome noModem() const;
+
+    Session &m_session;
+    ModemManager m_manager;
+    HardwareService m_service;
+    QElapsedTimer m_time;
+    QStringList m_told;
+    QSet<QString> m_declined; ///< devices that the user does not want
+    bool m_isFound = false;
+    std::optional<Outcome> m_failure;
+};
+
+Detection::Detection(Session &session) : m_session(session)
+{
+    QObject::connect(&m_manager, &ModemManager::foundModem, [this] { take(m_manager); });
 }
 
-}
-
-Outcome detectModem(Session &session)
+Outcome Detection::run()
 {
-    ModemManager manager;
-    bool found = false;
-    QObject::connect(&manager, &ModemManager::foundModem, [&found] { found = true; });
-    manager.connectToDBus();
-    if (!hardwareServiceRuns())
-        session.frontend.note(QStringLiteral(
-            "The hardware service (org.freedesktop.Hal) does not run yet; modems are seen as soon "
-            "as it does."));
-    session.frontend.note(
-        QStringLiteral("Waiting for a modem to be plugged in (one that is already "
-                       "plugged in: unplug it first)"));
-
-    const qint64 limit = session.settings.modemTimeout * qint64(1000);
-    QElapsedTimer time;
-    time.start();
-    while (!found) {
-        if (!QDBusConnection::systemBus().isConnected())
-            return Outcome::failed(ExitCode::NoBus,
-                                   QStringLiteral("The system message bus has gone away."),
-                                   QStringLiteral("Start the service dbus, then start again."));
-        if (limit > 0 && time.hasExpired(limit))
-            return Outcome::failed(
-                ExitCode::NoModem,
-                QStringLiteral("No supported modem was plugged in within %1 seconds.")
-                    .arg(session.settings.modemTimeout),
-                QStringLiteral("Unplug the modem, start again and plug it in when asked to."));
-        if (!session.pause(pollInterval))
-            return Outcome::interrupted();
+    m_time.start();
+    m_manager.connectToDBus();
+    while (!isOver()) {
+        if (m_service.isToBeCalled())
+            lookAround();
+        if (isOver())
+            break;
+        tellOnce(QStringLiteral("Waiting for a modem to be plugged in"));
+        rest(pollInterval);
     }
-
-    session.modem = {manager.getModemName(), manager.getDriverName(), manager.getDriverVersion()};
-    if (session.modem.driverVersion.isEmpty())
-        session.modem.driverVersion = QStringLiteral("default");
-    return Outcome::done(
-        QStringLiteral("%1, driver %2, version %3")
-            .arg(session.modem.name, session.modem.driver, session.modem.driverVersion));
+    if (!m_isFound)
+        return *m_failure;
+    const Modem &modem = m_session.modem;
+    return Outcome::done(QStringLiteral("%1, driver %2, version %3")
+                             .arg(modem.name, modem.driver, modem.driverVersion));
 }
+
+/** A modem that was there before the service, or before us, is not announced. */
+void Detection::lookAround()
+{
+    const QDBusMessage answer = answerTo(HardwareService::call());
+    if (isOver())
+        return;
+    const QStringList udis = m_service.take(answer);
+    if (const auto problem = m_service.problem())
+        tellOnce(QStringLiteral("%1 %2; modems are seen as soon as it runs.")
+                     .arg(problem->cause, problem->remedy));
+    look(udis);
+}
+
+void Detection::look(const QStringList &udis)
+{
+    for (const QString &udi : udis) {
+        if (isOver() || !tryDevice(udi))
+            return;
+    }
+}
+
+/** Returns false if there is no point in trying others. */
+bool Detection::tryDevice(const QString &udi)
+{
+    if (m_declined.contains(udi) || udi == m_manager.getUDI()) // which settles still
+        return true;
+    // The library waits long for an answer, and nobody could interrupt that.
+    const QDBusMessage answer = answerTo(HardwareService::ask(udi));
+    if (answer.type() != QDBusMessage::ReplyMessage)
+        return QDBusError(answer).type() != QDBusError::NoReply;
+
+    // One for each device, as it remembers only the last one that it was told of.
+    ModemManager manager;
+    manager.deviceAdded(udi);
+    manager.verifyDevice();
+    if (!manager.getIsModemFound())
+        return true;
+    if (!isWanted(manager.getModemName())) {
+        m_declined.insert(udi);
+        return true;
+    }
+    manager.verifyDevice(); // the user may have taken a while to answer
+    if (manager.getIsModemFound())
+        take(manager);
+    return true;
+}
+
+bool Detection::isWanted(const QString &name)
+{
+    if (m_session.settings.unattended) {
+        m_session.frontend.note(QStringLiteral("Plugged in already: %1").arg(name));
+        return true;
+    }
+    const QStringList answers = {QStringLiteral("yes"), QStringLiteral("no")};
+    for (;;) {
+        const auto answer = m_session.frontend.askText(
+            QStringLiteral("The modem %1 is plugged in already; take it (yes or no)").arg(name));
+        if (!answer)
+            return false;
+        const QStringList meant = namesHolding(answers, *answer);
+        if (meant.size() == 1)
+            return meant == answers.mid(0, 1);
+    }
+}
+
+void Detection::take(const ModemManager &manager)
+{
+    Modem &modem = m_session.modem;
+    modem = {manager.getModemName(), manager.getDriverName(), manager.getDriverVersion()};
+    if (modem.driverVersion.isEmpty())
+        modem.driverVersion = QStringLiteral("default");
+    m_isFound = true;
+}
+
+/** Lets events be handled, and sees whether there is a reason to stop. */
+void Detection::rest(int milliseconds)
+{
+    const qint64 limit = m_session.settings.modemTimeout * qint64(1000);
+    if (!m_session.pause(milliseconds))
+        m_failure = Outcome::interrupted();
+    else if (!QDBusConnection::systemBus().isConnected())
+        m_failure = Outcome::failed(ExitCode::NoBus,
+                                    QStringLiteral("The system message bus has gone away."),
+                                    QStringLiteral("Start the service dbus, then start again."));
+    else if (limit > 0 && m_time.hasExpired(limit))
+        m_failure = noModem();
+}
+
+/** Returns an invalid message if there is a reason to stop before there is an answer. */
+QDBusMessage Detection::answerTo(const QDBusPendingCall &call)
+{
+    while (!call.isFinished() && !isOver())
+        rest(answerInterval);
+    return call.reply();
+}
+
+void Detection::tellOnce(const QString &text)
+{
+    if (m_told.contains(text))
+        return;
+    m_told.append(text);
+    m_session.frontend.note(text);
+}
+
+Outcome Detection::noModem() const
+{
+    const QString sentence = QStringLiteral("No supported modem was plugged in within %1 seconds.")
+                                 .arg(m_session.settings.modemTimeout);
+    const auto problem = m_service.problem();
+    if (problem)
+        return Outcome::failed(ExitCode::NoModem, joined({sentence, problem->cause}),
+                               QStringLiteral("%1, then start again.").arg(problem->remedy));
+    return Outcome::failed(ExitCode::NoModem, sentence,
+                           QStringLiteral("Plug it in, then start again."));
+}
+
+}
+
+Outcome detectModem(Session &session) { return Detection(session).run(); }
 
 }

@@ -209,6 +209,21 @@ bool isNewDriverInstalled(const Session &session)
     return false;
 }
 
+/** Whether it succeeded or not: what the installation has added is to go when it is undone. */
+void rememberAdded(Session &session)
+{
+    const QSet<QString> directories = moduleDirectoriesNow(session.kernelRelease);
+    QStringList added = (directories - session.directoriesBeforeInstallation).values();
+    added.sort(); // a directory before what is in it
+    const QString depmodFiles = moduleTree(session.kernelRelease) + QStringLiteral("/modules.");
+    for (const QString &path :
+         changedModules(session.kernelRelease, *session.treeBeforeInstallation)) {
+        if (!session.treeBeforeInstallation->contains(path) && !path.startsWith(depmodFiles))
+            added.append(path);
+    }
+    session.store.rememberNew(Part::Driver, added);
+}
+
 }
 
 Outcome checkDriver(Session &session)
@@ -229,6 +244,8 @@ Outcome checkDriver(Session &session)
 Outcome extractDriver(Session &session)
 {
     const Compiler::ModemDriver &driver = session.driver;
+    if (const auto problem = session.remember(Part::Driver, {driver.extractionPath}))
+        return *problem;
     if (!QDir().mkpath(driver.extractionPath))
         return Outcome::failed(
             ExitCode::Extraction,
@@ -305,6 +322,8 @@ Outcome compileDriver(Session &session)
 
 Outcome backupDriver(Session &session)
 {
+    if (const auto problem = session.remember(Part::Driver, replaceableModules(session)))
+        return *problem;
     if (const auto problem = prepareBackupDirectory(session))
         return *problem;
     const QStringList installed =
@@ -326,6 +345,7 @@ Outcome backupDriver(Session &session)
     if (!uncopied.isEmpty())
         return notSaved(session, uncopied);
     session.treeBeforeInstallation = moduleTreeNow(session.kernelRelease);
+    session.directoriesBeforeInstallation = moduleDirectoriesNow(session.kernelRelease);
     if (installed.isEmpty())
         return Outcome::skipped(
             QStringLiteral("no %1 is installed").arg(session.driver.compiledDriverName));
@@ -345,6 +365,7 @@ Outcome installDriver(Session &session)
         for (const QString &path :
              changedModules(session.kernelRelease, *session.treeBeforeInstallation))
             session.changed(path, QStringLiteral("installed with the driver"));
+        rememberAdded(session);
         return Outcome::done();
     }
 
@@ -353,6 +374,7 @@ Outcome installDriver(Session &session)
               .arg(session.driver.compiledDriverName, moduleTree(session.kernelRelease))
         : QStringLiteral("The driver could not be installed (make ended with code %1).").arg(code);
     const Damage damage = restoreModules(session);
+    rememberAdded(session);
     if (!damage.lost.isEmpty())
         return Outcome::failed(ExitCode::Restore, cause,
                                QStringLiteral("The earlier driver is not back. Copy it by hand: %1")

@@ -37,6 +37,7 @@ constexpr Row rows[] = {
     {ExitCode::Connection, "a file of the connection could not be written"},
     {ExitCode::Boot, "the connection could not be linked into the run levels"},
     {ExitCode::NameServers, "the name servers could not be set"},
+    {ExitCode::Undo, "not everything could be undone"},
     {ExitCode::Interrupted, "interrupted"},
 };
 

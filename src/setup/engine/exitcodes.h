@@ -32,6 +32,7 @@ enum class ExitCode {
     Connection = 19,
     Boot = 20,
     NameServers = 21,
+    Undo = 22,
     Interrupted = 130,
 };
 

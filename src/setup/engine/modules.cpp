@@ -146,6 +146,16 @@ ModuleTree moduleTreeNow(const QString &kernelRelease)
     return tree;
 }
 
+QSet<QString> moduleDirectoriesNow(const QString &kernelRelease)
+{
+    QSet<QString> directories = {moduleTree(kernelRelease)};
+    QDirIterator entries(moduleTree(kernelRelease), QDir::Dirs | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+    while (entries.hasNext())
+        directories.insert(entries.next());
+    return directories;
+}
+
 QStringList changedModules(const QString &kernelRelease, const ModuleTree &before)
 {
     const ModuleTree now = moduleTreeNow(kernelRelease);
@@ -189,6 +199,20 @@ std::optional<Outcome> prepareBackupDirectory(Session &session)
 QString backupPath(const QString &installedPath, const QString &kernelRelease)
 {
     return backupDirectory(kernelRelease) + installedPath.mid(moduleTree(kernelRelease).size());
+}
+
+QStringList replaceableModules(const Session &session)
+{
+    const QStringList built = builtModules(session.driver.extractedDriverPath);
+    QStringList paths = installedCopies(session.kernelRelease, session.driver.compiledDriverName);
+    FileManager files;
+    files.indexFiles(moduleTree(session.kernelRelease));
+    for (const QString &path : files.getIndex()) {
+        if (isOneOf(built, path))
+            paths.append(path);
+    }
+    paths.removeDuplicates();
+    return paths;
 }
 
 QString copyOtherFiles(Session &session)

@@ -26,6 +26,9 @@ QString backupPath(const QString &installedPath, const QString &kernelRelease);
 /** Returns time and size of everything in the module tree. */
 ModuleTree moduleTreeNow(const QString &kernelRelease);
 
+/** Returns all directories of the module tree. */
+QSet<QString> moduleDirectoriesNow(const QString &kernelRelease);
+
 /**
  * Copies to the backup what the installation may replace besides the driver: the other modules that
  * its tree has built, and what depmod writes.
@@ -33,6 +36,9 @@ ModuleTree moduleTreeNow(const QString &kernelRelease);
  * @return the first file that could not be copied, or an empty string
  */
 QString copyOtherFiles(Session &session);
+
+/** Returns what the installation of the driver's tree may replace, but for what depmod writes. */
+QStringList replaceableModules(const Session &session);
 
 /** Returns what is new or changed in the module tree since @p before. */
 QStringList changedModules(const QString &kernelRelease, const ModuleTree &before);

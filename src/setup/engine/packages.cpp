@@ -215,6 +215,13 @@ Outcome explainFailure(const QStringList &packages, int code, const QStringList 
                        "again."));
 }
 
+QStringList without(QStringList names, const QStringList &others)
+{
+    for (const QString &name : others)
+        names.removeAll(name);
+    return names;
+}
+
 /** Nobody is there to answer the questions of a package: files of the user's own are kept. */
 void answerPackageQuestions()
 {
@@ -263,6 +270,7 @@ Outcome installPackages(Session &session)
                                QStringLiteral("See what it waits for, then start again."));
     const QStringList toolLines = session.toolLines();
     const QStringList stillMissing = packages.notInstalled(missing);
+    session.store.rememberPackages(session.packageManager, without(missing, stillMissing));
     if (!stillMissing.isEmpty())
         return explainFailure(stillMissing, code, toolLines);
 

@@ -87,10 +87,15 @@ Result run(const Settings &settings, Frontend &frontend, const Cancellation &can
         frontend.stageStarted(int(i) + 1, int(wanted.size()), title);
         const Outcome outcome = runStage(wanted[i], session);
         session.output.sync();
+        session.store.seal();
         frontend.stageEnded(outcome);
         if (outcome.kind == Outcome::Failed)
             result = {outcome, title, session.toolLines(), {}};
     }
+    if (!session.store.finish() && session.store.fault().isEmpty())
+        frontend.note(QStringLiteral("What was changed could not be noted in %1, so kestra-setup "
+                                     "undo will need --force for some of it.")
+                          .arg(Store::directory()));
     result.changes = session.changes;
     return result;
 }

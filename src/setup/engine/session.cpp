@@ -45,6 +45,35 @@ void Session::changed(const QString &path, const QString &what)
         known->what = what;
 }
 
+std::optional<Outcome> Session::storeFault(const QString &path) const
+{
+    const QString cause = store.fault().isEmpty()
+        ? QStringLiteral("What is at %1 could not be kept in %2 for a later undo.")
+              .arg(path, Store::directory())
+        : store.fault();
+    return Outcome::failed(
+        ExitCode::Precondition, cause,
+        QStringLiteral("See whether the disk is full or %1 can be written to, then start again.")
+            .arg(Store::directory()));
+}
+
+std::optional<Outcome> Session::remember(Part part, const QStringList &paths)
+{
+    QString culprit;
+    if (!store.remember(part, paths, &culprit))
+        return storeFault(culprit);
+    return std::nullopt;
+}
+
+std::optional<Outcome> Session::rememberEntries(Part part, const QStringList &directories)
+{
+    for (const QString &directory : directories) {
+        if (!store.rememberEntries(part, directory))
+            return storeFault(directory);
+    }
+    return std::nullopt;
+}
+
 bool Session::pause(int milliseconds)
 {
     QEventLoop loop;

@@ -7,8 +7,10 @@
 #include "cancellation.h"
 #include "frontend.h"
 #include "libraryoutput.h"
+#include "line.h"
 #include "outcome.h"
 #include "settings.h"
+#include "store/store.h"
 
 #include <kestra/modem/compiler.h>
 
@@ -16,6 +18,7 @@
 #include <QDateTime>
 #include <QHash>
 #include <QPair>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -44,18 +47,6 @@ struct SavedModule
 
 /** The files of the module tree, and what tells a change of them. */
 using ModuleTree = QHash<QString, QPair<QDateTime, qint64>>;
-
-/** The parameters of the line, from the provider database. */
-struct Line
-{
-    QString country;
-    QString service;
-    int vpi = 0;
-    int vci = 0;
-    QString protocol; ///< pppoe or pppoa
-    QString encapsulation; ///< llc or vc
-    QStringList nameServers;
-};
 
 /** What the stages of a run share: the wishes, the way to the user, and what was found so far. */
 class Session
@@ -87,11 +78,21 @@ public:
     QStringList otherModules; ///< names of what the driver's tree has built besides the driver
     QVector<SavedModule> copiedFiles; ///< what else the installation may replace
     std::optional<ModuleTree> treeBeforeInstallation;
+    QSet<QString> directoriesBeforeInstallation; ///< of the module tree
 
     QVector<Change> changes;
+    Store store;
 
     /** Remembers what became of @p path; the last word counts. */
     void changed(const QString &path, const QString &what);
+
+    /**
+     * Keeps what is at these paths, before they are changed, so that it can be brought back.
+     *
+     * @return why that is impossible, if it is
+     */
+    std::optional<Outcome> remember(Part part, const QStringList &paths);
+    std::optional<Outcome> rememberEntries(Part part, const QStringList &directories);
 
     /** Lets events be handled for @p milliseconds. Returns false when the run is to stop. */
     bool pause(int milliseconds);
@@ -118,6 +119,7 @@ public:
                                const QString &directory, QStringList *lines = nullptr);
 
 private:
+    std::optional<Outcome> storeFault(const QString &path) const;
     void take(LibraryOutput::Kind kind, const QString &line);
 };
 

@@ -273,6 +273,8 @@ void Terminal::report(const Result &result)
     writeErrorLine(QStringLiteral("%1 %2").arg(result.outcome.sentence, result.outcome.nextStep));
     for (const QString &line : result.toolLines)
         writeErrorLine(QStringLiteral("    | ") + line);
+    if (!result.changes.isEmpty())
+        writeErrorLine(QStringLiteral("kestra-setup undo makes everything as it was before."));
 }
 
 // --- Questions ---

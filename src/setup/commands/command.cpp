@@ -1,0 +1,102 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "command.h"
+
+#include "engine/libraryoutput.h"
+#include "engine/text.h"
+#include "options.h"
+
+#include <QJsonDocument>
+
+#include <cstdio>
+
+namespace Setup {
+
+const QVector<Command> &commands()
+{
+    static const QVector<Command> table = {
+        {Command::SetUp, "", "", "Set a connection up.", nullptr},
+        {Command::Look, "detect", "", "List the supported modems that are plugged in.",
+         detectModems},
+        {Command::Look, "status", "", "Tell what is set up, and whether the link is up.",
+         tellStatus},
+        {Command::Drivers, "drivers", "", "List the known drivers and where they come from.",
+         listDrivers},
+        {Command::Providers, "providers", "[COUNTRY]",
+         "List the countries, or the services of one; or check a database.", listProviders},
+        {Command::UndoPart, "driver restore", "", "Bring the driver back that was there before.",
+         restoreDriver},
+        {Command::UndoPart, "boot disable", "", "Do not start the connection at boot any more.",
+         disableBoot},
+        {Command::UndoPart, "dns restore", "", "Bring the earlier name servers back.",
+         restoreNameServers},
+        {Command::Undo, "undo", "", "Make everything as it was before the first set-up.", undoAll},
+    };
+    return table;
+}
+
+const Command *findCommand(const QString &name)
+{
+    for (const Command &command : commands()) {
+        if (name == QLatin1String(command.name))
+            return &command;
+    }
+    return nullptr;
+}
+
+namespace {
+
+Answer ask(const Options &options)
+{
+    // What the library prints is not part of the answer.
+    const LibraryOutput output([&](LibraryOutput::Kind, const QString &line) {
+        if (options.verbose)
+            fprintf(stderr, "%s\n", qUtf8Printable(line));
+    });
+    return options.command->run(options);
+}
+
+void print(FILE *stream, const QByteArray &text)
+{
+    fwrite(text.constData(), 1, text.size(), stream);
+}
+
+void printJson(const Answer &answer)
+{
+    QJsonObject json = answer.json;
+    if (answer.outcome.kind == Outcome::Failed)
+        json.insert(QStringLiteral("error"),
+                    QJsonObject {{QStringLiteral("code"), int(answer.outcome.code)},
+                                 {QStringLiteral("message"), answer.outcome.sentence},
+                                 {QStringLiteral("next_step"), answer.outcome.nextStep}});
+    print(stdout, QJsonDocument(json).toJson());
+}
+
+void printLines(const Answer &answer)
+{
+    for (const QString &line : answer.lines)
+        print(stdout, printable(line).toLocal8Bit() + '\n');
+    if (answer.outcome.kind == Outcome::Failed)
+        print(stderr,
+              QStringLiteral("kestra-setup: %1\n")
+                  .arg(joined({answer.outcome.sentence, answer.outcome.nextStep}))
+                  .toLocal8Bit());
+}
+
+}
+
+ExitCode runCommand(const Options &options)
+{
+    const Answer answer = ask(options);
+    if (options.json)
+        printJson(answer);
+    else
+        printLines(answer);
+    if (fflush(stdout) == 0)
+        return answer.outcome.code;
+    print(stderr, "kestra-setup: The answer could not be written to standard output.\n");
+    return ExitCode::Internal;
+}
+
+}

@@ -1,0 +1,75 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_COMMAND_H
+#define KESTRA_SETUP_COMMAND_H
+
+#include "engine/outcome.h"
+
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+
+namespace Setup {
+
+struct Options;
+
+/** What a command has to say. */
+struct Answer
+{
+    Outcome outcome;
+    QStringList lines; ///< for a person
+    QJsonObject json; ///< the same for a program
+};
+
+/** A command that asks nothing and answers at once. */
+struct Command
+{
+    /** Which options belong to it, as a set. */
+    enum Id : unsigned {
+        SetUp = 1,
+        Drivers = 2,
+        Providers = 4,
+        Undo = 8,
+        UndoPart = 16,
+        Look = 32
+    };
+    static constexpr unsigned every = ~0U;
+
+    Id id;
+    const char *name; ///< one or two words; empty for the guided set-up
+    const char *operand; ///< what may follow the name; empty when nothing may
+    const char *summary;
+    Answer (*run)(const Options &options); ///< null for the guided set-up
+};
+
+/** The commands in the order of the help; the first is the guided set-up. */
+const QVector<Command> &commands();
+
+/** Null if there is none of that name. */
+const Command *findCommand(const QString &name);
+
+/** Runs the command of the options and prints its answer, as JSON alone if that is wanted. */
+ExitCode runCommand(const Options &options);
+
+// detect.cpp
+Answer detectModems(const Options &options);
+
+// drivers.cpp
+Answer listDrivers(const Options &options);
+
+// providers.cpp
+Answer listProviders(const Options &options);
+
+// status.cpp
+Answer tellStatus(const Options &options);
+
+// undo.cpp
+Answer undoAll(const Options &options);
+Answer restoreDriver(const Options &options);
+Answer restoreNameServers(const Options &options);
+Answer disableBoot(const Options &options);
+
+}
+
+#endif

@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "command.h"
+
+#include "engine/catalogue.h"
+#include "options.h"
+
+#include <QJsonArray>
+
+namespace Setup {
+
+namespace {
+
+struct Field
+{
+    const char *title; ///< for a person; empty to leave it to programs
+    const char *key;
+    QString CatalogueEntry::*member;
+};
+
+constexpr Field fields[] = {
+    {"", "name", &CatalogueEntry::name},
+    {"", "version", &CatalogueEntry::version},
+    {"modems", "modems", &CatalogueEntry::modems},
+    {"bundle", "bundle", &CatalogueEntry::bundle},
+    {"source", "bundle_source", &CatalogueEntry::bundleSource},
+    {"", "tree", &CatalogueEntry::tree},
+    {"module", "module", &CatalogueEntry::module},
+    {"", "compile_arguments", &CatalogueEntry::compileArguments},
+    {"", "install_arguments", &CatalogueEntry::installArguments},
+    {"", "make_environment", &CatalogueEntry::makeEnvironment},
+    {"", "firmware_note", &CatalogueEntry::firmwareNote},
+    {"firmware", "firmware_source", &CatalogueEntry::firmwareSource},
+};
+
+QStringList lines(const CatalogueEntry &driver)
+{
+    QStringList result = {QStringLiteral("%1, version %2").arg(driver.name, driver.version)};
+    for (const Field &field : fields) {
+        const QString value = driver.*field.member;
+        if (*field.title && !value.isEmpty())
+            result.append(QStringLiteral("  %1 %2").arg(
+                QString::fromLatin1(field.title).leftJustified(9), value));
+    }
+    return result;
+}
+
+QJsonObject json(const CatalogueEntry &driver)
+{
+    QJsonObject object;
+    for (const Field &field : fields)
+        object.insert(QLatin1String(field.key), driver.*field.member);
+    object.insert(QStringLiteral("load_modules"), QJsonArray::fromStringList(driver.loadModules));
+    object.insert(QStringLiteral("firmware"), QJsonArray::fromStringList(driver.firmware));
+    return object;
+}
+
+}
+
+Answer listDrivers(const Options &options)
+{
+    const Catalogue catalogue = readCatalogue(options.dataDirectory);
+    if (!catalogue.fault.isEmpty())
+        return {Outcome::failed(ExitCode::Precondition, catalogue.fault,
+                                QStringLiteral("Install kestra-setup completely, or give "
+                                               "--data-dir.")),
+                {},
+                {}};
+    Answer answer;
+    QJsonArray drivers;
+    for (const CatalogueEntry &driver : catalogue.drivers) {
+        answer.lines += lines(driver);
+        drivers.append(json(driver));
+    }
+    answer.json.insert(QStringLiteral("drivers"), drivers);
+    return answer;
+}
+
+}

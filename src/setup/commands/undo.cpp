@@ -1,0 +1,176 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "command.h"
+
+#include "engine/paths.h"
+#include "options.h"
+#include "store/store.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QProcess>
+#include <QProcessEnvironment>
+
+#include <optional>
+#include <unistd.h>
+
+namespace Setup {
+
+namespace {
+
+constexpr int toolTimeLimit = 10 * 60 * 1000;
+
+/** Runs a tool whose output only matters when it fails. Returns whether it succeeded. */
+bool runTool(const QString &program, const QStringList &arguments, Answer &answer)
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DEBIAN_FRONTEND"), QStringLiteral("noninteractive"));
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.start(program, arguments);
+    if (process.waitForFinished(toolTimeLimit) && process.exitStatus() == QProcess::NormalExit
+        && process.exitCode() == 0)
+        return true;
+    const QString output = QString::fromLocal8Bit(process.readAll()).trimmed();
+    answer.lines.append(QStringLiteral("%1 failed:").arg(program));
+    const QStringList lines =
+        (output.isEmpty() ? process.errorString() : output).split(QLatin1Char('\n'));
+    for (const QString &line : lines)
+        answer.lines.append(QStringLiteral("    | ") + line);
+    return false;
+}
+
+struct Listing
+{
+    const char *key;
+    const char *sentence;
+    QStringList Undone::*paths;
+};
+
+constexpr Listing listings[] = {
+    {"restored", "As before again: %1", &Undone::restored},
+    {"edited", "Left alone, as it was changed after the set-up: %1", &Undone::edited},
+    {"failed", "Could not be made as before: %1", &Undone::failed},
+};
+
+void tell(const Undone &undone, Answer &answer)
+{
+    for (const Listing &listing : listings) {
+        const QStringList &paths = undone.*listing.paths;
+        for (const QString &path : paths)
+            answer.lines.append(QLatin1String(listing.sentence).arg(path));
+        answer.json.insert(QLatin1String(listing.key), QJsonArray::fromStringList(paths));
+    }
+}
+
+/** A connection that is up has nothing to end it later. */
+void stopConnection(const Store &store, Answer &answer)
+{
+    for (const StoredItem &item : store.items()) {
+        if (item.path == initScript() && item.condition() == StoredItem::AsLeft)
+            runTool(initScript(), {QStringLiteral("stop")}, answer);
+    }
+}
+
+/** The tools below the package managers refuse where another package needs one of these. */
+bool removePackages(Store &store, Answer &answer)
+{
+    const QStringList names = store.packages();
+    const bool usesDpkg = store.packageManager() == QLatin1String("apt");
+    const QString program = usesDpkg ? QStringLiteral("dpkg") : QStringLiteral("rpm");
+    const QString remove = usesDpkg ? QStringLiteral("--remove") : QStringLiteral("--erase");
+    if (!runTool(program, QStringList {remove, QStringLiteral("--")} + names, answer))
+        return false;
+    answer.lines.append(
+        QStringLiteral("Removed the packages %1.").arg(names.join(QStringLiteral(", "))));
+    return store.forgetPackages();
+}
+
+void indexModules(const QStringList &releases, Answer &answer)
+{
+    for (const QString &release : releases) {
+        if (QFileInfo(moduleTree(release)).isDir())
+            runTool(QStringLiteral("depmod"), {release}, answer);
+    }
+}
+
+Outcome outcomeOf(const Undone &undone, bool areAllPackagesGone)
+{
+    if (!undone.failed.isEmpty() || !areAllPackagesGone)
+        return Outcome::failed(ExitCode::Undo, QStringLiteral("Not everything could be undone."),
+                               QStringLiteral("See above what is left, and start again when the "
+                                              "cause is gone."));
+    if (!undone.isNoted)
+        return Outcome::failed(
+            ExitCode::Undo,
+            QStringLiteral("What was undone could not be noted in %1.").arg(Store::directory()),
+            QStringLiteral("See whether the disk is full or protected, then start again."));
+    if (!undone.edited.isEmpty())
+        return Outcome::failed(
+            ExitCode::Undo, QStringLiteral("Not everything was undone."),
+            QStringLiteral("Use --force for what was changed after the set-up, too."));
+    return Outcome::done();
+}
+
+std::optional<Outcome> hindrance(const Store &store)
+{
+    if (::geteuid() != 0)
+        return Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
+                               QStringLiteral("Start it with sudo, or from a root shell."));
+    if (!store.fault().isEmpty())
+        return Outcome::failed(ExitCode::Precondition, store.fault(),
+                               QStringLiteral("See who has changed it."));
+    return std::nullopt;
+}
+
+QString nothingToUndo() { return QStringLiteral("There is nothing to undo."); }
+
+Answer undo(const Options &options, const QVector<Part> &parts)
+{
+    Store store;
+    Answer answer;
+    if (const auto problem = hindrance(store)) {
+        answer.outcome = *problem;
+        return answer;
+    }
+    const bool removesPackages = options.removePackages && !store.packages().isEmpty();
+    if (!store.has(parts) && !removesPackages) {
+        answer.lines.append(nothingToUndo());
+        tell({}, answer);
+        return answer;
+    }
+    if (parts.contains(Part::Connection))
+        stopConnection(store, answer);
+    const QStringList releases =
+        parts.contains(Part::Driver) ? store.kernelReleases() : QStringList();
+    const Undone undone = store.undo(parts, options.force);
+    tell(undone, answer);
+    indexModules(releases, answer);
+    const bool areAllPackagesGone = !removesPackages || removePackages(store, answer);
+    answer.outcome = outcomeOf(undone, areAllPackagesGone);
+    if (answer.lines.isEmpty() && undone.isNoted)
+        answer.lines.append(nothingToUndo());
+    if (!options.removePackages && parts.contains(Part::Connection) && !store.packages().isEmpty())
+        answer.lines.append(QStringLiteral("The packages %1 stay; undo --packages removes them.")
+                                .arg(store.packages().join(QStringLiteral(", "))));
+    return answer;
+}
+
+}
+
+Answer undoAll(const Options &options)
+{
+    return undo(options, {Part::Driver, Part::Connection, Part::Boot, Part::NameServers});
+}
+
+Answer restoreDriver(const Options &options) { return undo(options, {Part::Driver}); }
+
+Answer restoreNameServers(const Options &options) { return undo(options, {Part::NameServers}); }
+
+Answer disableBoot(const Options &options) { return undo(options, {Part::Boot}); }
+
+}

@@ -1,0 +1,129 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "providerdatabase.h"
+
+#include <QFile>
+#include <QXmlStreamReader>
+
+namespace Setup {
+
+namespace {
+
+struct Protocol
+{
+    const char *name;
+    const char *usualEncapsulation;
+};
+
+constexpr Protocol protocols[] = {
+    {"pppoe", "llc"},
+    {"pppoa", "vc"},
+};
+
+QString usualEncapsulation(const QString &protocol)
+{
+    for (const Protocol &row : protocols) {
+        if (protocol == QLatin1String(row.name))
+            return QString::fromLatin1(row.usualEncapsulation);
+    }
+    return QString();
+}
+
+/** Reads the element that the library leaves alone. */
+ProviderDatabase::Encapsulations readEncapsulations(const QString &path)
+{
+    ProviderDatabase::Encapsulations result;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return result;
+    QXmlStreamReader xml(&file);
+    QPair<QString, QString> service;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (!xml.isStartElement())
+            continue;
+        if (xml.name() == QLatin1String("country"))
+            service.first = xml.attributes().value(QLatin1String("code")).toString();
+        else if (xml.name() == QLatin1String("service"))
+            service.second = xml.attributes().value(QLatin1String("name")).toString();
+        else if (xml.name() == QLatin1String("encapsulation") && !result.contains(service))
+            result.insert(service, xml.readElementText().trimmed());
+    }
+    return result;
+}
+
+}
+
+Outcome ProviderDatabase::damaged(const QString &path, QString why)
+{
+    if (why.endsWith(QLatin1Char('.'))) // some of Qt's own texts are sentences
+        why.chop(1);
+    return Outcome::failed(
+        ExitCode::Database,
+        QStringLiteral("The provider database %1 cannot be used: %2.").arg(path, why),
+        QStringLiteral("Install kestra-setup completely, or give another file with --providers."));
+}
+
+std::optional<Outcome> ProviderDatabase::check(const QString &path)
+{
+    QFile file(path);
+    if (!file.exists())
+        return damaged(path, QStringLiteral("there is no such file"));
+    if (!file.open(QIODevice::ReadOnly))
+        return damaged(path, file.errorString());
+    QXmlStreamReader xml(&file);
+    while (!xml.atEnd())
+        xml.readNext();
+    if (xml.hasError())
+        return damaged(path,
+                       QStringLiteral("line %1, column %2: %3")
+                           .arg(xml.lineNumber())
+                           .arg(xml.columnNumber())
+                           .arg(xml.errorString()));
+    return std::nullopt;
+}
+
+ProviderDatabase::ProviderDatabase(const QString &path) : m_path(path), m_parser(path)
+{
+    QObject::connect(&m_parser, &ServiceParser::countriesMap,
+                     [this](const QMap<int, QString> &map) { m_names = map.values(); });
+    QObject::connect(&m_parser, &ServiceParser::servicesMap,
+                     [this](const QMap<int, QString> &map) { m_names = map.values(); });
+    QObject::connect(&m_parser, &ServiceParser::sendServiceData,
+                     [this](int vpi, int vci, const QString &protocol, const QStringList &dns) {
+                         if (!m_line)
+                             m_line = Line {{}, {}, vpi, vci, protocol.trimmed(), {}, dns};
+                     });
+}
+
+QStringList ProviderDatabase::countries()
+{
+    m_parser.getCountries();
+    return m_names;
+}
+
+QStringList ProviderDatabase::services(const QString &country)
+{
+    m_country = country;
+    m_parser.getServicesForCountry(country);
+    return m_names;
+}
+
+std::optional<Line> ProviderDatabase::line(const QString &service)
+{
+    m_line.reset();
+    m_parser.requestServiceData(service);
+    if (!m_line)
+        return std::nullopt;
+    m_line->country = m_country;
+    m_line->service = service;
+    if (!m_encapsulations)
+        m_encapsulations = readEncapsulations(m_path);
+    m_line->encapsulation = m_encapsulations->value({m_country, service});
+    if (m_line->encapsulation.isEmpty())
+        m_line->encapsulation = usualEncapsulation(m_line->protocol);
+    return m_line;
+}
+
+}

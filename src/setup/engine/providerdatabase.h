@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#ifndef KESTRA_SETUP_PROVIDERDATABASE_H
+#define KESTRA_SETUP_PROVIDERDATABASE_H
+
+#include "line.h"
+#include "outcome.h"
+
+#include <kestra/connection/serviceparser.h>
+
+#include <QHash>
+#include <QPair>
+
+#include <optional>
+
+namespace Setup {
+
+/** The provider database: the library's reader, with answers as results, and what it leaves alone.
+ */
+class ProviderDatabase
+{
+public:
+    /** Says what is wrong with the file; the library would only find no countries in it. */
+    static std::optional<Outcome> check(const QString &path);
+
+    /** How a run ends when the database is of no use. */
+    static Outcome damaged(const QString &path, QString why);
+
+    explicit ProviderDatabase(const QString &path);
+
+    QStringList countries();
+
+    /** Selects a country, too. */
+    QStringList services(const QString &country);
+
+    /** A service of the selected country; its encapsulation is the protocol's usual one if the
+     *  database names none. */
+    std::optional<Line> line(const QString &service);
+
+    /** By country and service. */
+    using Encapsulations = QHash<QPair<QString, QString>, QString>;
+
+private:
+    const QString m_path;
+    ServiceParser m_parser;
+    QString m_country;
+    QStringList m_names;
+    std::optional<Line> m_line;
+    std::optional<Encapsulations> m_encapsulations; ///< once they are wanted
+};
+
+}
+
+#endif

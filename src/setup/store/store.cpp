@@ -1,0 +1,357 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "store.h"
+
+#include "engine/ownership.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSaveFile>
+#include <QSet>
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Setup {
+
+namespace {
+
+constexpr int formatVersion = 1;
+
+constexpr const char *partNames[] = {"driver", "connection", "boot", "name-servers"};
+
+QString nameOf(Part part) { return QLatin1String(partNames[int(part)]); }
+
+Part partOf(const QString &name)
+{
+    const auto found = std::find_if(std::begin(partNames), std::end(partNames),
+                                    [&](const char *part) { return name == QLatin1String(part); });
+    return Part(qMin<qint64>(found - std::begin(partNames), int(Part::NameServers)));
+}
+
+QString indexFile() { return Store::directory() + QStringLiteral("/before.json"); }
+
+QString contentDirectory() { return Store::directory() + QStringLiteral("/before"); }
+
+bool makePrivate(const QString &path)
+{
+    return (::mkdir(QFile::encodeName(path).constData(), 0700) == 0 || errno == EEXIST)
+        && isOurDirectory(path) && ::chmod(QFile::encodeName(path).constData(), 0700) == 0;
+}
+
+QMap<QString, FileState> entriesOf(const QString &directory)
+{
+    QMap<QString, FileState> entries;
+    const QDir dir(directory);
+    const QStringList names =
+        dir.entryList(QDir::Files | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
+    for (const QString &name : names)
+        entries.insert(dir.filePath(name), FileState::of(dir.filePath(name)));
+    return entries;
+}
+
+}
+
+StoredItem::Condition StoredItem::condition() const
+{
+    const FileState now = FileState::of(path);
+    if (now.isSameAs(before))
+        return AsBefore;
+    if (now.isSameAs(after))
+        return AsLeft;
+    return now.kind == FileState::Nothing ? Missing : Edited;
+}
+
+Store::Store() { read(); }
+
+void Store::read()
+{
+    QFile file(indexFile());
+    if (!file.exists())
+        return;
+    if (!isOurDirectory(directory())) {
+        m_fault =
+            QStringLiteral("%1 is no directory that only root can write to.").arg(directory());
+        return;
+    }
+    const QJsonDocument document =
+        file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()) : QJsonDocument();
+    const QJsonObject root = document.object();
+    if (root.value(QStringLiteral("version")).toInt() != formatVersion) {
+        m_fault = QStringLiteral("%1 cannot be read.").arg(indexFile());
+        return;
+    }
+    for (const QJsonValue &value : root.value(QStringLiteral("items")).toArray()) {
+        const QJsonObject item = value.toObject();
+        append({partOf(item.value(QStringLiteral("part")).toString()),
+                item.value(QStringLiteral("path")).toString(),
+                FileState::fromJson(item.value(QStringLiteral("before")).toObject()),
+                FileState::fromJson(item.value(QStringLiteral("after")).toObject())});
+    }
+    const QJsonObject listings = root.value(QStringLiteral("directories")).toObject();
+    for (auto i = listings.begin(); i != listings.end(); ++i) {
+        const QJsonObject json = i.value().toObject();
+        Listing &listing = m_listings[i.key()];
+        listing.part = partOf(json.value(QStringLiteral("part")).toString());
+        const QJsonObject entries = json.value(QStringLiteral("entries")).toObject();
+        for (auto entry = entries.begin(); entry != entries.end(); ++entry)
+            listing.entries.insert(entry.key(), FileState::fromJson(entry.value().toObject()));
+    }
+    m_packageManager = root.value(QStringLiteral("package_manager")).toString();
+    for (const QJsonValue &name : root.value(QStringLiteral("packages")).toArray())
+        m_packages.append(name.toString());
+    settleListings(); // of a run that was cut off
+}
+
+bool Store::write()
+{
+    QJsonArray items;
+    for (const StoredItem &item : std::as_const(m_items))
+        items.append(QJsonObject {{QStringLiteral("part"), nameOf(item.part)},
+                                  {QStringLiteral("path"), item.path},
+                                  {QStringLiteral("before"), item.before.toJson()},
+                                  {QStringLiteral("after"), item.after.toJson()}});
+    QJsonObject listings;
+    for (auto i = m_listings.cbegin(); i != m_listings.cend(); ++i) {
+        QJsonObject entries;
+        for (auto entry = i->entries.cbegin(); entry != i->entries.cend(); ++entry)
+            entries.insert(entry.key(), entry->toJson());
+        listings.insert(i.key(),
+                        QJsonObject {{QStringLiteral("part"), nameOf(i->part)},
+                                     {QStringLiteral("entries"), entries}});
+    }
+    const QJsonObject root = {
+        {QStringLiteral("version"), formatVersion},
+        {QStringLiteral("items"), items},
+        {QStringLiteral("directories"), listings},
+        {QStringLiteral("package_manager"), m_packageManager},
+        {QStringLiteral("packages"), QJsonArray::fromStringList(m_packages)},
+    };
+    QSaveFile file(indexFile());
+    return makePrivate(directory()) && file.open(QIODevice::WriteOnly)
+        && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner)
+        && file.write(QJsonDocument(root).toJson()) >= 0
+        && file.flush() // or commit() would overlook a full disk
+        && file.commit();
+}
+
+QString Store::contentOf(const FileState &state) const
+{
+    return contentDirectory() + QLatin1Char('/') + state.checksum;
+}
+
+/** Content goes by its checksum, so that it is kept once and can be trusted when it is there. */
+bool Store::keepContent(const QString &path, const FileState &state)
+{
+    if (state.kind != FileState::File)
+        return true;
+    const QString kept = contentOf(state);
+    if (state.checksum.isEmpty() || !makePrivate(directory()) || !makePrivate(contentDirectory()))
+        return false;
+    if (FileState::of(kept).checksum == state.checksum)
+        return true;
+    FileState ours;
+    ours.kind = FileState::File;
+    ours.mode = 0600;
+    ours.owner = ::geteuid();
+    ours.group = ::getegid();
+    return ours.restore(kept, path) && FileState::of(kept).checksum == state.checksum;
+}
+
+void Store::append(const StoredItem &item)
+{
+    m_items.append(item);
+    m_known.insert(item.path);
+}
+
+bool Store::add(Part part, const QString &path, const FileState &before)
+{
+    m_touched.insert(path);
+    if (m_known.contains(path))
+        return true;
+    if (!keepContent(path, before))
+        return false;
+    append({part, path, before, before});
+    return true;
+}
+
+bool Store::addMissingParents(Part part, const QString &path)
+{
+    const QString parent = QFileInfo(path).path();
+    if (parent == path || QFileInfo::exists(parent))
+        return true;
+    return addMissingParents(part, parent) && add(part, parent, FileState::of(parent));
+}
+
+bool Store::remember(Part part, const QStringList &paths, QString *culprit)
+{
+    if (!m_fault.isEmpty())
+        return false;
+    for (const QString &path : paths) {
+        if (culprit)
+            *culprit = path;
+        if (!addMissingParents(part, path) || !add(part, path, FileState::of(path)))
+            return false;
+    }
+    return write();
+}
+
+void Store::rememberNew(Part part, const QStringList &paths)
+{
+    for (const QString &path : paths)
+        add(part, path, FileState());
+}
+
+bool Store::rememberEntries(Part part, const QString &directory)
+{
+    if (!m_fault.isEmpty())
+        return false;
+    const Listing listing = {part, entriesOf(directory)};
+    for (auto entry = listing.entries.cbegin(); entry != listing.entries.cend(); ++entry) {
+        if (!keepContent(entry.key(), *entry))
+            return false;
+    }
+    m_listings.insert(directory, listing);
+    return write();
+}
+
+/** Of a directory, what has changed is of interest. */
+void Store::settleListings()
+{
+    for (auto i = m_listings.cbegin(); i != m_listings.cend(); ++i) {
+        QMap<QString, FileState> all = entriesOf(i.key());
+        for (const QString &path : i->entries.keys())
+            all.insert(path, FileState::of(path));
+        for (auto now = all.cbegin(); now != all.cend(); ++now) {
+            const FileState before = i->entries.value(now.key());
+            if (now->isSameAs(before))
+                continue;
+            m_touched.insert(now.key());
+            if (!m_known.contains(now.key()))
+                append({i->part, now.key(), before, *now});
+        }
+    }
+    m_listings.clear();
+}
+
+bool Store::rememberPackages(const QString &manager, const QStringList &names)
+{
+    if (names.isEmpty())
+        return true;
+    m_packageManager = manager;
+    m_packages += names;
+    m_packages.removeDuplicates();
+    return m_fault.isEmpty() && write();
+}
+
+bool Store::forgetPackages()
+{
+    m_packages.clear();
+    return write();
+}
+
+bool Store::seal()
+{
+    settleListings();
+    for (StoredItem &item : m_items) {
+        if (m_touched.contains(item.path)) // what else has changed was somebody else
+            item.after = FileState::of(item.path);
+    }
+    return writeUnlessNew();
+}
+
+bool Store::finish()
+{
+    settleListings();
+    QVector<StoredItem> changed;
+    for (const StoredItem &item : std::as_const(m_items)) {
+        if (item.condition() != StoredItem::AsBefore)
+            changed.append(item);
+    }
+    m_items.clear();
+    m_known.clear();
+    for (const StoredItem &item : std::as_const(changed))
+        append(item);
+    const bool isWritten = seal();
+    if (isWritten)
+        discardContents();
+    return isWritten;
+}
+
+bool Store::isEmpty() const { return m_items.isEmpty() && m_packages.isEmpty(); }
+
+/** A set-up that was refused leaves no store. */
+bool Store::writeUnlessNew()
+{
+    if (!m_fault.isEmpty())
+        return false;
+    return (isEmpty() && !QFileInfo::exists(indexFile())) || write();
+}
+
+bool Store::has(const QVector<Part> &parts) const
+{
+    return std::any_of(m_items.cbegin(), m_items.cend(),
+                       [&](const StoredItem &item) { return parts.contains(item.part); });
+}
+
+QStringList Store::kernelReleases() const
+{
+    QStringList releases;
+    for (const StoredItem &item : m_items) {
+        const QStringList parts = item.path.split(QLatin1Char('/'));
+        if (item.part == Part::Driver && item.path.startsWith(QLatin1String("/lib/modules/")))
+            releases.append(parts.at(3));
+    }
+    releases.removeDuplicates();
+    return releases;
+}
+
+/** Old secrets are not kept for longer than they are of use. */
+void Store::discardContents()
+{
+    QSet<QString> needed;
+    for (const StoredItem &item : std::as_const(m_items))
+        needed.insert(item.before.checksum);
+    const QDir kept(contentDirectory());
+    const QStringList names = kept.entryList(QDir::Files);
+    for (const QString &name : names) {
+        if (!needed.contains(name))
+            QFile::remove(kept.filePath(name));
+    }
+}
+
+Undone Store::undo(const QVector<Part> &parts, bool evenEdited)
+{
+    Undone undone;
+    QVector<StoredItem> left;
+    for (auto item = m_items.crbegin(); item != m_items.crend(); ++item) {
+        const StoredItem::Condition condition = item->condition();
+        if (!parts.contains(item->part)) {
+            left.append(*item);
+        } else if (condition == StoredItem::AsBefore) {
+            continue;
+        } else if (condition != StoredItem::AsLeft && !evenEdited) {
+            left.append(*item);
+            undone.edited.append(item->path);
+        } else if (item->before.restore(item->path, contentOf(item->before))) {
+            undone.restored.append(item->path);
+        } else {
+            left.append(*item);
+            undone.failed.append(item->path);
+        }
+    }
+    std::reverse(left.begin(), left.end());
+    m_items = left;
+    undone.isNoted = write();
+    if (undone.isNoted) // or what is still listed would be lost
+        discardContents();
+    return undone;
+}
+
+}
