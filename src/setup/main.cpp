@@ -1,10 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "engine/run.h"
 #include "options.h"
-#include "terminal/interrupt.h"
-#include "terminal/terminal.h"
 
 #include <QCoreApplication>
 
@@ -28,19 +25,6 @@ int usageError(const QString &sentence)
                ExitCode::Usage);
 }
 
-int setUp(const Options &options, const Cancellation &cancellation)
-{
-    Terminal terminal({options.verbose, options.unattended}, cancellation);
-    if (!options.logFile.isEmpty()) {
-        const QString problem = terminal.openLog(options.logFile);
-        if (!problem.isEmpty())
-            return usageError(problem);
-    }
-    const Result result = run(options, terminal, cancellation);
-    terminal.report(result);
-    return int(result.code());
-}
-
 }
 
 int main(int argc, char **argv)
@@ -60,7 +44,5 @@ int main(int argc, char **argv)
         return end(stdout,
                    QStringLiteral("kestra-setup %1\n").arg(application.applicationVersion()),
                    ExitCode::Success);
-    if (options.command->run)
-        return int(runCommand(options));
-    return setUp(options, Cancellation(watchInterrupts()));
+    return int(options.command->run ? runCommand(options) : runStages(options));
 }

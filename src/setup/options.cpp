@@ -11,6 +11,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <variant>
 
 namespace Setup {
@@ -19,6 +20,17 @@ namespace {
 
 using Flag = bool Options::*;
 using Text = QString Options::*;
+
+/** A goal of the set-up that is given up, or added. */
+struct Without
+{
+    unsigned goals;
+};
+
+struct With
+{
+    unsigned goals;
+};
 
 /** A path is meant relative to where the program was started. */
 struct Path
@@ -42,75 +54,92 @@ struct Row
     const char *value;
     const char *usual;
     const char *description;
-    std::variant<Flag, Text, Path, Number> target;
+    std::variant<Flag, Text, Path, Number, Without, With> target;
     unsigned commands = Command::SetUp; ///< those that take it
 };
 
 constexpr int day = 24 * 60 * 60;
 
+// Who takes the options of a stage.
+constexpr unsigned whoFindsModems = Command::SetUp | Command::BuildDriver | Command::Connect;
+constexpr unsigned whoBuilds = Command::SetUp | Command::BuildDriver;
+constexpr unsigned whoInstalls = Command::SetUp | Command::Packages;
+constexpr unsigned whoConnects = Command::SetUp | Command::Connect;
+constexpr unsigned whoLinks = Command::SetUp | Command::Boot;
+constexpr unsigned whoPicksServices = whoConnects | Command::NameServers;
+
 const Row rows[] = {
     {"h help", "", "", "Show this help.", &Options::help, Command::every},
     {"version", "", "", "Show the version.", &Options::version, Command::every},
     {"verbose", "", "", "Show all output of the tools.", &Options::verbose, Command::every},
-    {"log", "FILE", "", "Write all output to FILE, too.", Path {&Options::logFile}},
-    {"unattended", "", "", "Ask nothing; all answers come from options.", &Options::unattended},
+    {"log", "FILE", "", "Write all output to FILE, too.", Path {&Options::logFile},
+     Command::staged},
+    {"unattended", "", "", "Ask nothing; all answers come from options.", &Options::unattended,
+     Command::staged},
     {"data-dir", "DIR", KESTRA_DATA_DIR, "Where the files of kestra-setup are.",
      Path {&Options::dataDirectory}, Command::every},
-    {"json", "", "", "Answer in JSON.", &Options::json, Command::every & ~Command::SetUp},
+    {"json", "", "", "Answer in JSON, and ask nothing.", &Options::json, Command::every},
 
     {"modem-timeout", "SECONDS", "0", "How long to wait for a modem; 0 is for ever.",
-     Number {&Options::modemTimeout, 6, day, "a modem takes five seconds to settle", true}},
+     Number {&Options::modemTimeout, 6, day, "a modem takes five seconds to settle", true},
+     whoFindsModems},
+    {"driver", "NAME", "", "Take this driver of the catalogue instead of looking for a modem.",
+     &Options::driver, whoFindsModems},
 
-    {"no-driver", "", "", "Build and install no driver.", &Options::noDriver},
+    {"no-driver", "", "", "Build and install no driver.", Without {Goal::Driver}},
     {"driver-bundle", "FILE", "", "The sources of the driver, a tar archive.",
-     Path {&Options::driverBundle}},
+     Path {&Options::driverBundle}, whoBuilds},
     {"extraction-path", "DIR", "/usr/src/kestra", "Where to unpack the bundle.",
-     Path {&Options::extractionPath}},
+     Path {&Options::extractionPath}, whoBuilds},
     {"driver-tree", "DIR", "", "The directory that the bundle unpacks into.",
-     Path {&Options::driverTree}},
+     Path {&Options::driverTree}, whoBuilds},
     {"module", "NAME", "", "The module that is built (default: the driver's name and .ko).",
-     &Options::module},
+     &Options::module, whoBuilds | Command::Connect},
     {"kernel-headers", "DIR", "", "The kernel to build for (default: /lib/modules/RELEASE/build).",
-     Path {&Options::kernelHeaders}},
+     Path {&Options::kernelHeaders}, whoBuilds},
     {"compile-arguments", "LIST", "", "What make gets to build (default: \"all, KDIR=DIR\").",
-     &Options::compileArguments},
+     &Options::compileArguments, whoBuilds},
     {"install-arguments", "LIST", "", "What make gets to install (default: \"install, KDIR=DIR\").",
-     &Options::installArguments},
+     &Options::installArguments, whoBuilds},
     {"make-environment", "LIST", "", "Variables for make (\"NAME=value, NAME=value\").",
-     &Options::makeEnvironment},
+     &Options::makeEnvironment, whoBuilds},
 
-    {"no-packages", "", "", "Install no packages.", &Options::noPackages},
+    {"no-packages", "", "", "Install no packages.", Without {Goal::Packages}},
     {"packages", "LIST", "", "The packages to install (default: what the protocol needs).",
-     &Options::packages},
+     &Options::packages, whoInstalls},
     {"package-manager", "NAME", "", "apt or zypper (default: that of the distribution).",
-     &Options::packageManager},
+     &Options::packageManager, whoInstalls},
     {"lock-timeout", "SECONDS", "300", "How long to wait for another program's package run.",
-     Number {&Options::lockTimeout, 0, day}},
+     Number {&Options::lockTimeout, 0, day}, whoInstalls},
 
     {"providers", "FILE", "",
      "The provider database (default: services.xml in the data directory).",
-     Path {&Options::providers}, Command::SetUp | Command::Providers},
+     Path {&Options::providers}, whoPicksServices | Command::Providers},
     {"validate", "FILE", "", "Check FILE, and name line and column of its faults.",
      Path {&Options::validate}, Command::Providers},
-    {"country", "NAME", "", "The country of the provider.", &Options::country},
-    {"service", "NAME", "", "The service of the provider.", &Options::service},
+    {"country", "NAME", "", "The country of the provider.", &Options::country, whoPicksServices},
+    {"service", "NAME", "", "The service of the provider.", &Options::service, whoPicksServices},
 
-    {"user", "NAME", "", "The user name that the provider has given.", &Options::user},
+    {"user", "NAME", "", "The user name that the provider has given.", &Options::user, whoConnects},
     {"password-file", "FILE", "", "Read the password from FILE, which only its owner may read.",
-     Path {&Options::passwordFile}},
+     Path {&Options::passwordFile}, whoConnects},
     {"password-stdin", "", "", "Read the password from standard input.",
-     &Options::passwordFromInput},
+     &Options::passwordFromInput, whoConnects},
 
     {"force", "", "", "Also what somebody has changed since the set-up.", &Options::force,
      Command::Undo | Command::UndoPart},
     {"packages", "", "", "Remove the packages, too, that the set-up has installed.",
      &Options::removePackages, Command::Undo},
 
-    {"no-boot", "", "", "Do not start the connection at boot.", &Options::noBoot},
+    {"no-boot", "", "", "Do not start the connection at boot.",
+     Without {Goal::InitScript | Goal::Boot}},
     {"sequence", "N", "20", "The sequence number of the boot links, which must have two digits.",
-     Number {&Options::sequence, 10, 99, "systemd leaves out links with one digit"}},
+     Number {&Options::sequence, 10, 99, "systemd leaves out links with one digit"}, whoLinks},
+    {"start", "", "", "Start the connection at the end.", With {Goal::Start}, whoConnects},
 
-    {"no-dns", "", "", "Leave the name servers alone.", &Options::noNameServers},
+    {"no-dns", "", "", "Leave the name servers alone.", Without {Goal::NameServers}},
+    {"servers", "LIST", "", "The addresses of the name servers (default: those of the provider).",
+     &Options::nameServers, Command::NameServers},
 };
 
 QStringList names(const Row &row) { return QString::fromLatin1(row.names).split(QLatin1Char(' ')); }
@@ -157,6 +186,20 @@ struct Store
         return QString();
     }
 
+    QString operator()(const Without &row) const
+    {
+        if (isGiven)
+            options.goals &= ~row.goals;
+        return QString();
+    }
+
+    QString operator()(const With &row) const
+    {
+        if (isGiven)
+            options.goals |= row.goals;
+        return QString();
+    }
+
     QString operator()(Text member) const
     {
         options.*member = value;
@@ -198,17 +241,22 @@ struct Store
 struct Requirement
 {
     const char *name;
+    unsigned goals; ///< of which one needs it
     bool (*isMet)(const Options &);
 };
 
 // What nobody can be asked for in an unattended run.
 const Requirement requirements[] = {
-    {"driver-bundle", [](const Options &o) { return o.noDriver || !o.driverBundle.isEmpty(); }},
-    {"country", [](const Options &o) { return !o.country.isEmpty(); }},
-    {"service", [](const Options &o) { return !o.service.isEmpty(); }},
-    {"user", [](const Options &o) { return !o.user.isEmpty(); }},
-    {"password-file",
+    {"driver-bundle", Goal::Driver, [](const Options &o) { return !o.driverBundle.isEmpty(); }},
+    {"country", Goal::Connection, [](const Options &o) { return !o.country.isEmpty(); }},
+    {"service", Goal::Connection, [](const Options &o) { return !o.service.isEmpty(); }},
+    {"user", Goal::Connection, [](const Options &o) { return !o.user.isEmpty(); }},
+    {"password-file", Goal::Connection,
      [](const Options &o) { return o.passwordFromInput || !o.passwordFile.isEmpty(); }},
+    {"servers", Goal::NameServers,
+     [](const Options &o) {
+         return !o.nameServers.isEmpty() || (!o.country.isEmpty() && !o.service.isEmpty());
+     }},
 };
 
 QString firstUnmet(const Options &options)
@@ -216,9 +264,10 @@ QString firstUnmet(const Options &options)
     if (!options.unattended)
         return QString();
     for (const Requirement &requirement : requirements) {
-        if (!requirement.isMet(options))
-            return QStringLiteral("%1 is needed with --unattended.")
-                .arg(optionName(requirement.name));
+        if (options.wants(requirement.goals) && !requirement.isMet(options))
+            return QStringLiteral("%1 is needed with %2.")
+                .arg(optionName(requirement.name),
+                     optionName(options.json ? "json" : "unattended"));
     }
     return QString();
 }
@@ -247,6 +296,19 @@ bool areAllPackageNames(const QString &list)
     return std::all_of(names.cbegin(), names.cend(), isPackageName);
 }
 
+bool isAddress(const QString &text)
+{
+    in_addr address;
+    return ::inet_pton(AF_INET, text.toUtf8().constData(), &address) == 1;
+}
+
+bool areAllAddresses(const QString &list)
+{
+    const QStringList addresses = splitNames(list);
+    return std::all_of(addresses.cbegin(), addresses.cend(), isAddress)
+        && addresses.isEmpty() == list.isEmpty();
+}
+
 const Contradiction contradictions[] = {
     {[](const Options &o) { return o.passwordFromInput && !o.passwordFile.isEmpty(); },
      "--password-file and --password-stdin exclude each other."},
@@ -261,6 +323,10 @@ const Contradiction contradictions[] = {
      "--packages holds something that is no name of a package."},
     {[](const Options &o) { return !o.packages.isEmpty() && splitNames(o.packages).isEmpty(); },
      "--packages names no package; use --no-packages to install none."},
+    {[](const Options &o) { return !areAllAddresses(o.nameServers); },
+     "--servers must be IPv4 addresses like 192.0.2.1, separated by commas."},
+    {[](const Options &o) { return !o.nameServers.isEmpty() && !o.country.isEmpty(); },
+     "--servers and --country exclude each other."},
     {[](const Options &o) { return !o.module.isEmpty() && !isFileName(o.module); },
      "--module must be the file name of a kernel module."},
     {[](const Options &o) { return o.kernelHeaders.contains(QLatin1String(", ")); },
@@ -311,6 +377,7 @@ const Command *takeCommand(QStringList &arguments)
 QString readInto(Options &options, QStringList arguments)
 {
     options.command = takeCommand(arguments);
+    options.goals = options.command->goals;
     QCommandLineParser parser;
     describe(parser, *options.command);
     if (!parser.parse(arguments))
@@ -326,6 +393,8 @@ QString readInto(Options &options, QStringList arguments)
     }
     if (options.help || options.version)
         return QString();
+    if (options.command->id & Command::staged)
+        options.unattended |= options.json; // nobody sees a question
     QString problem = readOperand(options, parser.positionalArguments());
     if (problem.isEmpty())
         problem = firstContradiction(options);

@@ -426,7 +426,8 @@ void CommandsTest::refusesWithOneSentence_data()
         << QStringList {"drivers"_s, "x"_s} << "The argument \"x\" is not understood."_s;
     QTest::newRow("option of another command")
         << QStringList {"drivers"_s, "--country"_s, "x"_s} << "Unknown option 'country'."_s;
-    QTest::newRow("JSON of the set-up") << QStringList {"--json"_s} << "Unknown option 'json'."_s;
+    QTest::newRow("JSON without answers")
+        << QStringList {"--json"_s} << "--driver-bundle is needed with --json."_s;
 }
 
 void CommandsTest::refusesWithOneSentence()

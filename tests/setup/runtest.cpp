@@ -53,7 +53,7 @@ void RunTest::anExceptionIsAnInternalError()
     QCOMPARE(::pipe(ends), 0);
     BrokenFrontend frontend;
     Settings settings;
-    settings.noPackages = true;
+    settings.goals &= ~Goal::Packages;
     const Result result = run(settings, frontend, Cancellation(ends[0]));
     QCOMPARE(int(result.code()), 1);
     QCOMPARE(result.outcome.sentence, "An internal error: nobody is there."_s);

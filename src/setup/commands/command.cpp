@@ -4,6 +4,7 @@
 #include "command.h"
 
 #include "engine/libraryoutput.h"
+#include "engine/settings.h"
 #include "engine/text.h"
 #include "options.h"
 
@@ -16,7 +17,7 @@ namespace Setup {
 const QVector<Command> &commands()
 {
     static const QVector<Command> table = {
-        {Command::SetUp, "", "", "Set a connection up.", nullptr},
+        {Command::SetUp, "", "", "Set a connection up.", nullptr, Goal::Usual},
         {Command::Look, "detect", "", "List the supported modems that are plugged in.",
          detectModems},
         {Command::Look, "status", "", "Tell what is set up, and whether the link is up.",
@@ -25,10 +26,21 @@ const QVector<Command> &commands()
          listDrivers},
         {Command::Providers, "providers", "[COUNTRY]",
          "List the countries, or the services of one; or check a database.", listProviders},
+        {Command::BuildDriver, "driver build", "", "Build the driver of a modem and install it.",
+         nullptr, Goal::Driver},
         {Command::UndoPart, "driver restore", "", "Bring the driver back that was there before.",
          restoreDriver},
+        {Command::Packages, "packages install", "", "Install the packages that are needed.",
+         nullptr, Goal::Packages},
+        {Command::Connect, "connect", "", "Write the connection to a provider.", nullptr,
+         Goal::Connection | Goal::InitScript},
+        {Command::Boot, "boot enable", "", "Start the connection at boot.", nullptr,
+         Goal::InitScript | Goal::Boot},
         {Command::UndoPart, "boot disable", "", "Do not start the connection at boot any more.",
          disableBoot},
+        {Command::NameServers, "dns set", "", "Set the name servers.", nullptr, Goal::NameServers},
+        {Command::Look, "dns check", "",
+         "Tell which name servers are set, and whether they answer.", checkNameServers},
         {Command::UndoPart, "dns restore", "", "Bring the earlier name servers back.",
          restoreNameServers},
         {Command::Undo, "undo", "", "Make everything as it was before the first set-up.", undoAll},
@@ -57,10 +69,7 @@ Answer ask(const Options &options)
     return options.command->run(options);
 }
 
-void print(FILE *stream, const QByteArray &text)
-{
-    fwrite(text.constData(), 1, text.size(), stream);
-}
+void put(FILE *stream, const QByteArray &text) { fwrite(text.constData(), 1, text.size(), stream); }
 
 void printJson(const Answer &answer)
 {
@@ -70,32 +79,33 @@ void printJson(const Answer &answer)
                     QJsonObject {{QStringLiteral("code"), int(answer.outcome.code)},
                                  {QStringLiteral("message"), answer.outcome.sentence},
                                  {QStringLiteral("next_step"), answer.outcome.nextStep}});
-    print(stdout, QJsonDocument(json).toJson());
+    put(stdout, QJsonDocument(json).toJson());
 }
 
 void printLines(const Answer &answer)
 {
     for (const QString &line : answer.lines)
-        print(stdout, printable(line).toLocal8Bit() + '\n');
+        put(stdout, printable(line).toLocal8Bit() + '\n');
     if (answer.outcome.kind == Outcome::Failed)
-        print(stderr,
-              QStringLiteral("kestra-setup: %1\n")
-                  .arg(joined({answer.outcome.sentence, answer.outcome.nextStep}))
-                  .toLocal8Bit());
+        put(stderr,
+            QStringLiteral("kestra-setup: %1\n")
+                .arg(joined({answer.outcome.sentence, answer.outcome.nextStep}))
+                .toLocal8Bit());
 }
 
 }
 
-ExitCode runCommand(const Options &options)
+ExitCode runCommand(const Options &options) { return print(ask(options), options.json); }
+
+ExitCode print(const Answer &answer, bool asJson)
 {
-    const Answer answer = ask(options);
-    if (options.json)
+    if (asJson)
         printJson(answer);
     else
         printLines(answer);
     if (fflush(stdout) == 0)
         return answer.outcome.code;
-    print(stderr, "kestra-setup: The answer could not be written to standard output.\n");
+    put(stderr, "kestra-setup: The answer could not be written to standard output.\n");
     return ExitCode::Internal;
 }
 

@@ -22,7 +22,7 @@ struct Answer
     QJsonObject json; ///< the same for a program
 };
 
-/** A command that asks nothing and answers at once. */
+/** A command asks nothing and answers at once, or goes through the stages of the set-up. */
 struct Command
 {
     /** Which options belong to it, as a set. */
@@ -32,15 +32,24 @@ struct Command
         Providers = 4,
         Undo = 8,
         UndoPart = 16,
-        Look = 32
+        Look = 32,
+        BuildDriver = 64,
+        Packages = 128,
+        Connect = 256,
+        NameServers = 512,
+        Boot = 1024
     };
     static constexpr unsigned every = ~0U;
+    static constexpr unsigned staged =
+        SetUp | BuildDriver | Packages | Connect | NameServers | Boot;
+    static constexpr unsigned changing = staged | Undo | UndoPart;
 
     Id id;
     const char *name; ///< one or two words; empty for the guided set-up
     const char *operand; ///< what may follow the name; empty when nothing may
     const char *summary;
-    Answer (*run)(const Options &options); ///< null for the guided set-up
+    Answer (*run)(const Options &options); ///< null for one that goes through the stages
+    unsigned goals = 0; ///< of the stages
 };
 
 /** The commands in the order of the help; the first is the guided set-up. */
@@ -52,8 +61,18 @@ const Command *findCommand(const QString &name);
 /** Runs the command of the options and prints its answer, as JSON alone if that is wanted. */
 ExitCode runCommand(const Options &options);
 
+// staged.cpp
+/** Goes through the stages of the command of the options, on the terminal or for a program. */
+ExitCode runStages(const Options &options);
+
+/** Prints an answer. Returns its code, or another one when that was impossible. */
+ExitCode print(const Answer &answer, bool asJson);
+
 // detect.cpp
 Answer detectModems(const Options &options);
+
+// nameservers.cpp
+Answer checkNameServers(const Options &options);
 
 // drivers.cpp
 Answer listDrivers(const Options &options);

@@ -1,20 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "files.h"
 #include "paths.h"
 #include "session.h"
 #include "stages.h"
 
-#include <kestra/connection/dnsmanager.h>
 #include <kestra/connection/scriptmanager.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace Setup {
 
@@ -27,8 +24,6 @@ const QLatin1String chapSecrets("/etc/ppp/chap-secrets");
 const QLatin1String optionsFile("/etc/ppp/options");
 const QLatin1String unicornOptions("/etc/modprobe.d/kestra.conf");
 const char ourOptions[] = "replacedefaultroute\nupdetach\n";
-const QLatin1String resolverFile("/etc/resolv.conf");
-const QLatin1String resolverBackup("/etc/resolv.conf_kestra");
 
 bool usesUnicorn(const Session &session)
 {
@@ -53,20 +48,6 @@ QString moduleName(const Session &session)
 QString peerFile(const Session &session)
 {
     return peerDirectory + QLatin1Char('/') + peerName(session);
-}
-
-Outcome notWritten(ExitCode code, const QString &path)
-{
-    return Outcome::failed(
-        code, QStringLiteral("%1 could not be written.").arg(path),
-        QStringLiteral("See whether the disk is full or the file protected, then "
-                       "start again."));
-}
-
-QByteArray content(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 /** A file that the library is about to write. It cannot tell a full disk, so we look ourselves. */
@@ -145,9 +126,6 @@ QByteArray unicornLine(const Session &session)
         .toLatin1();
 }
 
-/** QSaveFile alone would overlook that the disk is full when the last of the text is written. */
-bool commit(QSaveFile &file) { return file.flush() && file.commit(); }
-
 bool writeConnectionFile(const Session &session)
 {
     const QStringList lines = {
@@ -170,35 +148,6 @@ bool writeConnectionFile(const Session &session)
         && commit(file);
 }
 
-/** Puts the init script in place; only then do its mode and its links have something to act on. */
-bool installInitScript(const Settings &settings)
-{
-    QFile source(initScriptSource(settings));
-    QSaveFile target(initScript());
-    return source.open(QIODevice::ReadOnly) && target.open(QIODevice::WriteOnly)
-        && target.write(source.readAll()) >= 0 && commit(target);
-}
-
-/** Returns all entries of the run-level directories. */
-QStringList runLevelEntries(const QString &base)
-{
-    QStringList entries;
-    for (int level = 0; level <= 6; ++level) {
-        const QDir directory(runLevelDirectory(base, level));
-        for (const QString &name : directory.entryList(QDir::Files | QDir::System | QDir::Hidden))
-            entries.append(directory.filePath(name));
-    }
-    return entries;
-}
-
-QString linkName(const Session &session, const QString &base, int level)
-{
-    const bool stops = level == 0 || level == 1 || level == 6;
-    return QStringLiteral("%1/%2%3kestrad")
-        .arg(runLevelDirectory(base, level), stops ? QStringLiteral("K") : QStringLiteral("S"))
-        .arg(session.settings.sequence);
-}
-
 /** All that writeConnection() may write, a directory before what is in it. */
 QStringList connectionFiles(const Session &session)
 {
@@ -207,78 +156,9 @@ QStringList connectionFiles(const Session &session)
                          connectionFile()};
     if (usesUnicorn(session))
         files.append(unicornOptions);
-    if (!session.settings.noBoot)
+    if (session.settings.wants(Goal::InitScript))
         files.append(initScript());
     return files;
-}
-
-/** The file that is written is another one where there is a link. */
-QStringList resolverFiles()
-{
-    QStringList files = {resolverFile, resolverBackup};
-    const QFileInfo resolver(resolverFile);
-    if (resolver.isSymLink())
-        files.append(resolver.exists() ? resolver.canonicalFilePath() : resolver.symLinkTarget());
-    return files;
-}
-
-QStringList runLevelDirectories(const QString &base)
-{
-    QStringList directories;
-    for (int level = 0; level <= 6; ++level)
-        directories.append(runLevelDirectory(base, level));
-    return directories;
-}
-
-void tellOfResolver(Session &session, DNS_Manager &manager)
-{
-    const QFileInfo resolver(resolverFile);
-    if (resolver.isSymLink())
-        session.frontend.note(QStringLiteral("%1 is a link to %2: another program may change it.")
-                                  .arg(resolverFile, resolver.symLinkTarget()));
-    if (resolver.exists() && !manager.isFileCorrect())
-        session.frontend.note(QStringLiteral("%1 holds more than name servers, or is the file of "
-                                             "another program, which may write it again.")
-                                  .arg(resolverFile));
-}
-
-QByteArray resolverText(const QStringList &servers)
-{
-    QByteArray text;
-    for (const QString &server : servers)
-        text += "nameserver " + server.toLatin1() + '\n';
-    return text;
-}
-
-bool isSaved(const QByteArray &before)
-{
-    return QFileInfo::exists(resolverBackup) && content(resolverBackup) == before;
-}
-
-/** Without name servers the machine would be worse off than before. */
-void putBack(Session &session, const QByteArray &before)
-{
-    if (content(resolverFile) == before)
-        return;
-    QFile file(resolverFile);
-    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        file.write(before);
-    file.close();
-    if (content(resolverFile) != before)
-        session.changed(resolverFile, QStringLiteral("damaged"));
-}
-
-Outcome resolverNotWritten()
-{
-    const QFileInfo resolver(resolverFile);
-    if (!resolver.isSymLink())
-        return notWritten(ExitCode::NameServers, resolverFile);
-    return Outcome::failed(
-        ExitCode::NameServers,
-        QStringLiteral("%1 could not be written: it is a link to %2.")
-            .arg(resolverFile, resolver.symLinkTarget()),
-        QStringLiteral("See whether the directory of that file exists and whether the disk is full "
-                       "or the file protected, then start again."));
 }
 
 }
@@ -321,88 +201,12 @@ Outcome writeConnection(Session &session)
     if (!writeConnectionFile(session))
         return notWritten(ExitCode::Connection, connectionFile());
     session.changed(connectionFile(), QStringLiteral("what the init script needs to know"));
-    if (!session.settings.noBoot) {
-        if (!installInitScript(session.settings))
-            return notWritten(ExitCode::Connection, initScript());
-        session.changed(initScript(), QStringLiteral("starts and stops the connection"));
+    if (session.settings.wants(Goal::InitScript)) {
+        if (const auto problem = placeInitScript(session))
+            return *problem;
     }
     scripts.setScriptsPermissions();
     return Outcome::done();
-}
-
-Outcome linkBoot(Session &session)
-{
-    ScriptManager scripts;
-    const QString base = scripts.getRcDir();
-    if (const auto problem = session.rememberEntries(Part::Boot, runLevelDirectories(base)))
-        return *problem;
-    const QStringList before = runLevelEntries(base);
-    const int directory = ::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    scripts.addDaemonToStart(session.settings.sequence);
-    const bool isBack = directory >= 0 && ::fchdir(directory) == 0;
-    ::close(directory);
-    if (!isBack)
-        session.frontend.note(QStringLiteral("The working directory is gone."));
-
-    const QStringList after = runLevelEntries(base);
-    for (const QString &entry : before) {
-        if (!after.contains(entry))
-            session.changed(entry, QStringLiteral("removed"));
-    }
-    for (const QString &entry : after) {
-        if (!before.contains(entry))
-            session.changed(entry,
-                            QStringLiteral("link to %1").arg(QFileInfo(entry).symLinkTarget()));
-    }
-    for (int level = 0; level <= 6; ++level) {
-        const QFileInfo link(linkName(session, base, level));
-        if (!link.isSymLink() || link.symLinkTarget() != initScript())
-            return Outcome::failed(
-                ExitCode::Boot,
-                QStringLiteral("The link %1 could not be made.").arg(link.filePath()),
-                QStringLiteral("See what is in its place, then start again."));
-    }
-    return Outcome::done(QStringLiteral("%1/rc0.d to rc6.d").arg(base));
-}
-
-Outcome setNameServers(Session &session)
-{
-    QStringList servers = session.line.nameServers;
-    if (servers.isEmpty())
-        return Outcome::skipped(
-            QStringLiteral("the provider's name servers are not known; most announce them when the "
-                           "connection comes up"));
-    if (const auto problem = session.remember(Part::NameServers, resolverFiles()))
-        return *problem;
-    DNS_Manager manager;
-    tellOfResolver(session, manager);
-    const bool isFirstChange =
-        QFileInfo::exists(resolverFile) && !QFileInfo::exists(resolverBackup);
-    const QByteArray before = content(resolverFile);
-    const bool isWritten = manager.setServers(servers);
-    if (servers.isEmpty())
-        return Outcome::failed(
-            ExitCode::NameServers,
-            QStringLiteral("None of the provider's name servers is a valid address: %1.")
-                .arg(session.line.nameServers.join(QStringLiteral(", "))),
-            QStringLiteral("Mend the provider database, or use --no-dns."));
-    if (isFirstChange && !isSaved(before)) {
-        putBack(session, before);
-        return Outcome::failed(
-            ExitCode::NameServers,
-            QStringLiteral("%1 could not be saved as %2.").arg(resolverFile, resolverBackup),
-            QStringLiteral("See whether the disk is full or something else is in that place, then "
-                           "start again."));
-    }
-    if (QFileInfo::exists(resolverBackup))
-        session.changed(resolverBackup,
-                        QStringLiteral("the file as it was before the first change"));
-    if (!isWritten || content(resolverFile) != resolverText(servers)) {
-        putBack(session, before);
-        return resolverNotWritten();
-    }
-    session.changed(resolverFile, QStringLiteral("name servers"));
-    return Outcome::done(servers.join(QStringLiteral(", ")));
 }
 
 }

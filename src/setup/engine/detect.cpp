@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "catalogue.h"
 #include "hardwareservice.h"
 #include "session.h"
 #include "stages.h"
@@ -191,8 +192,36 @@ Outcome Detection::noModem() const
                            QStringLiteral("Plug it in, then start again."));
 }
 
+/** No modem needs to be there when its driver is named. */
+Outcome takeDriver(Session &session)
+{
+    const Catalogue catalogue = readCatalogue(session.settings.dataDirectory);
+    if (!catalogue.fault.isEmpty())
+        return Outcome::failed(
+            ExitCode::Precondition, catalogue.fault,
+            QStringLiteral("Install kestra-setup completely, or give --data-dir."));
+    QStringList names;
+    for (const CatalogueEntry &driver : catalogue.drivers) {
+        names.append(driver.name);
+        if (driver.name != session.settings.driver)
+            continue;
+        session.modem = {driver.modems, driver.name, driver.version};
+        return Outcome::done(
+            QStringLiteral("driver %1, version %2, as given").arg(driver.name, driver.version));
+    }
+    return Outcome::failed(
+        ExitCode::Usage,
+        QStringLiteral("The driver catalogue has no driver \"%1\".").arg(session.settings.driver),
+        QStringLiteral("It has %1.").arg(names.join(QStringLiteral(", "))));
 }
 
-Outcome detectModem(Session &session) { return Detection(session).run(); }
+}
+
+Outcome detectModem(Session &session)
+{
+    if (session.settings.driver.isEmpty())
+        return Detection(session).run();
+    return takeDriver(session);
+}
 
 }

@@ -37,9 +37,12 @@ Problem checkRoot(Session &)
                            QStringLiteral("Start it with sudo, or from a root shell."));
 }
 
-Problem checkBus(Session &)
+/** Only a modem that is to be found needs the bus. */
+Problem checkBus(Session &session)
 {
-    if (QDBusConnection::systemBus().isConnected())
+    const bool findsModem = session.settings.driver.isEmpty()
+        && session.settings.wants(Goal::Driver | Goal::Connection);
+    if (!findsModem || QDBusConnection::systemBus().isConnected())
         return std::nullopt;
     return Outcome::failed(ExitCode::NoBus,
                            QStringLiteral("The system message bus cannot be reached: %1.")
@@ -54,7 +57,7 @@ struct Tool
     bool (*isNeeded)(const Session &);
 };
 
-bool buildsDriver(const Session &session) { return !session.settings.noDriver; }
+bool buildsDriver(const Session &session) { return session.settings.wants(Goal::Driver); }
 
 bool usesApt(const Session &session) { return session.packageManager == aptName(); }
 
@@ -69,7 +72,7 @@ constexpr Tool tools[] = {
 
 Problem choosePackageManager(Session &session)
 {
-    if (session.settings.noPackages)
+    if (!session.settings.wants(Goal::Packages))
         return std::nullopt;
     session.packageManager = session.settings.packageManager;
     if (session.packageManager.isEmpty())
@@ -95,7 +98,7 @@ Problem checkTools(Session &session)
 Problem checkBundle(Session &session)
 {
     QString &path = session.settings.driverBundle;
-    if (session.settings.noDriver)
+    if (!buildsDriver(session))
         return std::nullopt;
     if (path.isEmpty()) {
         const auto answer =
@@ -119,7 +122,7 @@ Problem checkBundle(Session &session)
 Problem checkKernelHeaders(Session &session)
 {
     const Settings &settings = session.settings;
-    if (settings.noDriver
+    if (!buildsDriver(session)
         || (!settings.compileArguments.isEmpty() && !settings.installArguments.isEmpty()))
         return std::nullopt;
     const QString headers = kernelHeaders(settings, session.kernelRelease);
@@ -135,7 +138,7 @@ Problem checkKernelHeaders(Session &session)
 /** The backup lies where anybody may create files, so it must be root's from the top down. */
 Problem checkBackupDirectory(Session &session)
 {
-    if (session.settings.noDriver)
+    if (!buildsDriver(session))
         return std::nullopt;
     for (const QString &path : {backupRoot(), backupDirectory(session.kernelRelease)}) {
         const QFileInfo entry(path);
@@ -151,15 +154,26 @@ Problem checkBackupDirectory(Session &session)
 Problem checkInitScript(Session &session)
 {
     const QString script = initScriptSource(session.settings);
-    if (session.settings.noBoot || QFileInfo(script).isReadable())
+    if (!session.settings.wants(Goal::InitScript) || QFileInfo(script).isReadable())
         return std::nullopt;
     return missing(QStringLiteral("The init script %1 is missing.").arg(script),
                    QStringLiteral("Install kestra-setup completely, or give --data-dir."));
 }
 
+/** A start at boot needs something to start. */
+Problem checkConnection(Session &session)
+{
+    const Settings &settings = session.settings;
+    if (settings.wants(Goal::Connection) || !settings.wants(Goal::Boot | Goal::Start)
+        || QFileInfo(connectionFile()).isReadable())
+        return std::nullopt;
+    return missing(QStringLiteral("No connection is set up: there is no %1.").arg(connectionFile()),
+                   QStringLiteral("Set one up with kestra-setup connect."));
+}
+
 Problem checkRunLevels(Session &session)
 {
-    if (session.settings.noBoot)
+    if (!session.settings.wants(Goal::Boot))
         return std::nullopt;
     ScriptManager scripts;
     const QString base = scripts.getRcDir();
@@ -187,10 +201,9 @@ Problem checkWritable(Session &)
 
 // What needs no other answer first. Root comes first: the rest would fail in odder ways without.
 constexpr Problem (*checks[])(Session &) = {
-    checkRoot,       choosePackageManager, checkTools,
-    checkBundle,     checkKernelHeaders,   checkBackupDirectory,
-    checkInitScript, checkRunLevels,       checkWritable,
-    checkBus,
+    checkRoot,          choosePackageManager, checkTools,      checkBundle,
+    checkKernelHeaders, checkBackupDirectory, checkInitScript, checkConnection,
+    checkRunLevels,     checkWritable,        checkBus,
 };
 
 }

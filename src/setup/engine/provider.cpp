@@ -76,6 +76,8 @@ std::optional<Outcome> checkLine(const Line &line)
 
 Outcome chooseProvider(Session &session)
 {
+    if (!session.settings.wants(Goal::Connection) && !session.settings.nameServers.isEmpty())
+        return Outcome::skipped(QStringLiteral("the name servers were given"));
     const QString path = providerDatabase(session.settings);
     if (const auto problem = ProviderDatabase::check(path))
         return *problem;

@@ -13,44 +13,38 @@ namespace Setup {
 
 namespace {
 
-using Condition = bool (*)(const Settings &);
-
-bool always(const Settings &) { return true; }
-
-bool withDriver(const Settings &settings) { return !settings.noDriver; }
-
 struct Stage
 {
     const char *title;
-    Condition isWanted;
+    unsigned goals; ///< it serves any of these
     Outcome (*run)(Session &);
     /** Ends what the stage before has begun: between the two, the machine is not to be left. */
     bool endsThePrevious = false;
 };
 
 constexpr Stage stages[] = {
-    {"check what the set-up needs", always, checkSystem},
-    {"choose the provider", always, chooseProvider},
-    {"take user name and password", always, takeLogin},
-    {"find the modem", always, detectModem},
-    {"check what the driver needs", withDriver, checkDriver},
-    {"unpack the driver", withDriver, extractDriver},
-    {"patch the driver", withDriver, patchDriver},
-    {"compile the driver", withDriver, compileDriver},
-    {"back up the installed driver", withDriver, backupDriver},
-    {"install the driver", withDriver, installDriver, true},
-    {"install packages", [](const Settings &s) { return !s.noPackages; }, installPackages},
-    {"write the connection", always, writeConnection},
-    {"link the connection into the run levels", [](const Settings &s) { return !s.noBoot; },
-     linkBoot},
-    {"set the name servers", [](const Settings &s) { return !s.noNameServers; }, setNameServers},
+    {"check what the set-up needs", ~0U, checkSystem},
+    {"choose the provider", Goal::Connection | Goal::NameServers, chooseProvider},
+    {"take user name and password", Goal::Connection, takeLogin},
+    {"find the modem", Goal::Driver | Goal::Connection, detectModem},
+    {"check what the driver needs", Goal::Driver, checkDriver},
+    {"unpack the driver", Goal::Driver, extractDriver},
+    {"patch the driver", Goal::Driver, patchDriver},
+    {"compile the driver", Goal::Driver, compileDriver},
+    {"back up the installed driver", Goal::Driver, backupDriver},
+    {"install the driver", Goal::Driver, installDriver, true},
+    {"install packages", Goal::Packages, installPackages},
+    {"write the connection", Goal::Connection, writeConnection},
+    {"link the connection into the run levels", Goal::Boot, linkBoot},
+    {"set the name servers", Goal::NameServers, setNameServers},
+    {"start the connection", Goal::Start, startConnection},
 };
 
 std::vector<Stage> wantedStages(const Settings &settings)
 {
     std::vector<Stage> wanted;
     for (const Stage &stage : stages) {
-        if (stage.isWanted(settings))
+        if (settings.wants(stage.goals))
             wanted.push_back(stage);
     }
     return wanted;

@@ -12,7 +12,7 @@
 namespace Setup {
 
 /**
- * Sets a connection up, stage after stage, until one fails.
+ * Brings about what the settings want, stage after stage, until one fails.
  *
  * Needs a QCoreApplication and runs in its thread. Nothing is changed before all questions are
  * answered and all that can be checked has been checked.

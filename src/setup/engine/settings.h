@@ -9,15 +9,35 @@
 
 namespace Setup {
 
+/** What a run can bring about. */
+struct Goal
+{
+    enum : unsigned {
+        Driver = 1,
+        Packages = 2,
+        Connection = 4,
+        InitScript = 8,
+        Boot = 16,
+        NameServers = 32,
+        Start = 64, ///< the connection is up at once
+
+        Usual = Driver | Packages | Connection | InitScript | Boot | NameServers
+    };
+};
+
 /** What the user wants. An empty text means the default, or a question. */
 struct Settings
 {
+    unsigned goals = Goal::Usual; ///< a set of goals
+
+    bool wants(unsigned anyOfThese) const { return goals & anyOfThese; }
+
     bool unattended = false;
     QString dataDirectory;
 
     int modemTimeout = 0; ///< seconds, 0 for ever
 
-    bool noDriver = false;
+    QString driver; ///< name; empty for that of the modem
     QString driverBundle;
     QString extractionPath;
     QString driverTree;
@@ -27,7 +47,6 @@ struct Settings
     QString installArguments;
     QString makeEnvironment;
 
-    bool noPackages = false;
     QString packages; ///< names separated by commas
     QString packageManager;
     int lockTimeout = 0; ///< seconds
@@ -40,10 +59,9 @@ struct Settings
     QString passwordFile;
     bool passwordFromInput = false;
 
-    bool noBoot = false;
     int sequence = 0;
 
-    bool noNameServers = false;
+    QString nameServers; ///< addresses separated by commas; empty for those of the provider
 };
 
 }

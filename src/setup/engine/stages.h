@@ -6,6 +6,8 @@
 
 #include "outcome.h"
 
+#include <optional>
+
 namespace Setup {
 
 class Session;
@@ -35,7 +37,14 @@ Outcome installPackages(Session &session);
 
 // connection.cpp
 Outcome writeConnection(Session &session);
+
+// boot.cpp
 Outcome linkBoot(Session &session);
+Outcome startConnection(Session &session);
+/** Not a stage of its own: only then do its mode and its links have something to act on. */
+std::optional<Outcome> placeInitScript(Session &session);
+
+// nameservers.cpp
 Outcome setNameServers(Session &session);
 
 }
