@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "files.h"
+#include "foreign.h"
 #include "paths.h"
 #include "session.h"
 #include "stages.h"
@@ -64,15 +65,9 @@ public:
     /** Tells of lines that are not among @p ours, comments aside. */
     void tellOfLoss(Session &session, const QByteArray &ours) const
     {
-        const QList<QByteArray> kept = ours.split('\n');
-        for (const QByteArray &line : m_before.split('\n')) {
-            const QByteArray entry = line.trimmed();
-            if (!entry.startsWith('#') && !kept.contains(entry)) {
-                session.frontend.note(
-                    QStringLiteral("%1 has entries of its own, which are lost.").arg(path));
-                return;
-            }
-        }
+        if (!foreignLines(m_before, ours).isEmpty())
+            session.frontend.note(
+                QStringLiteral("%1 has entries of its own, which are lost.").arg(path));
     }
 
     /** Lists the file if it was touched. Returns whether it holds @p text now. */
