@@ -4,6 +4,7 @@
 #include "command.h"
 
 #include "engine/libraryoutput.h"
+#include "engine/runlock.h"
 #include "engine/settings.h"
 #include "engine/text.h"
 #include "options.h"
@@ -59,6 +60,12 @@ const Command *findCommand(const QString &name)
 
 namespace {
 
+Answer runAlone(const Options &options)
+{
+    const RunLock lock;
+    return lock.hindrance() ? Answer {*lock.hindrance(), {}, {}} : options.command->run(options);
+}
+
 Answer ask(const Options &options)
 {
     // What the library prints is not part of the answer.
@@ -66,7 +73,8 @@ Answer ask(const Options &options)
         if (options.verbose)
             fprintf(stderr, "%s\n", qUtf8Printable(line));
     });
-    return options.command->run(options);
+    return options.command->id & Command::changing ? runAlone(options)
+                                                   : options.command->run(options);
 }
 
 void put(FILE *stream, const QByteArray &text) { fwrite(text.constData(), 1, text.size(), stream); }

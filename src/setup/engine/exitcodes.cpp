@@ -38,6 +38,7 @@ constexpr Row rows[] = {
     {ExitCode::Boot, "the connection could not be linked into the run levels"},
     {ExitCode::NameServers, "the name servers could not be set"},
     {ExitCode::Undo, "not everything could be undone"},
+    {ExitCode::Running, "another set-up is running"},
     {ExitCode::Start, "the connection did not come up"},
     {ExitCode::Interrupted, "interrupted"},
 };

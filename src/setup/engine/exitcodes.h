@@ -33,6 +33,7 @@ enum class ExitCode {
     Boot = 20,
     NameServers = 21,
     Undo = 22,
+    Running = 23,
     Start = 24,
     Interrupted = 130,
 };

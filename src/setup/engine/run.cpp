@@ -3,6 +3,7 @@
 
 #include "run.h"
 
+#include "runlock.h"
 #include "session.h"
 #include "stages.h"
 
@@ -68,9 +69,8 @@ Outcome runStage(const Stage &stage, Session &session)
     }
 }
 
-}
-
-Result run(const Settings &settings, Frontend &frontend, const Cancellation &cancellation)
+Result goThroughStages(const Settings &settings, Frontend &frontend,
+                       const Cancellation &cancellation)
 {
     Session session(settings, frontend, cancellation);
     Result result;
@@ -92,6 +92,16 @@ Result run(const Settings &settings, Frontend &frontend, const Cancellation &can
                           .arg(Store::directory()));
     result.changes = session.changes;
     return result;
+}
+
+}
+
+Result run(const Settings &settings, Frontend &frontend, const Cancellation &cancellation)
+{
+    const RunLock lock;
+    if (lock.hindrance())
+        return {*lock.hindrance(), {}, {}, {}};
+    return goThroughStages(settings, frontend, cancellation);
 }
 
 }
