@@ -113,7 +113,10 @@ public:
     {
         if (m_connectionName.isEmpty())
             return;
-        QDBusConnection(m_connectionName).unregisterService(serviceName);
+        QDBusConnection connection(m_connectionName);
+        connection.unregisterService(serviceName);
+        // The thread of the bus closes the connection some time later, when we may be gone.
+        connection.unregisterObject(QStringLiteral("/"), QDBusConnection::UnregisterTree);
         QDBusConnection::disconnectFromBus(m_connectionName);
         m_connectionName.clear();
     }
