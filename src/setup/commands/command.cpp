@@ -7,6 +7,7 @@
 #include "engine/runlock.h"
 #include "engine/settings.h"
 #include "engine/text.h"
+#include "log/logfile.h"
 #include "options.h"
 
 #include <QJsonDocument>
@@ -63,7 +64,16 @@ namespace {
 Answer runAlone(const Options &options)
 {
     const RunLock lock;
-    return lock.hindrance() ? Answer {*lock.hindrance(), {}, {}} : options.command->run(options);
+    const auto &hindrance = lock.hindrance();
+    LogFile log;
+    log.open(!hindrance);
+    Answer answer = hindrance ? Answer {*hindrance, {}, {}} : options.command->run(options);
+    for (const QString &line : std::as_const(answer.lines))
+        log.write(line);
+    log.writeEnd(answer.outcome);
+    if (!log.fault().isEmpty())
+        answer.lines.append(log.fault());
+    return answer;
 }
 
 Answer ask(const Options &options)

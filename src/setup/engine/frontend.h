@@ -41,6 +41,9 @@ public:
     /** A message of the library about itself. Comes from any thread. */
     virtual void libraryLine(const QString &line) = 0;
 
+    /** From now on @p secret must not get to where it lasts. */
+    virtual void conceal(const QString &secret) { Q_UNUSED(secret) }
+
     virtual std::optional<QString> askText(const QString &question) = 0;
 
     /** Asks without showing what is typed. */

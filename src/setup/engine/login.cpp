@@ -162,6 +162,7 @@ Outcome takeLogin(Session &session)
     if (std::holds_alternative<Outcome>(user))
         return std::get<Outcome>(user);
     session.user = std::get<QString>(user);
+    session.frontend.conceal(session.user);
     const QString userFault = fault(session.user);
     if (!userFault.isEmpty())
         return refused(
@@ -172,6 +173,7 @@ Outcome takeLogin(Session &session)
     if (std::holds_alternative<Outcome>(password))
         return std::get<Outcome>(password);
     session.password = std::get<QString>(password);
+    session.frontend.conceal(session.password);
     const QString secretFault = passwordFault(session.password);
     if (!secretFault.isEmpty())
         return refused(

@@ -3,6 +3,7 @@
 
 #include "run.h"
 
+#include "log/log.h"
 #include "runlock.h"
 #include "session.h"
 #include "stages.h"
@@ -99,9 +100,12 @@ Result goThroughStages(const Settings &settings, Frontend &frontend,
 Result run(const Settings &settings, Frontend &frontend, const Cancellation &cancellation)
 {
     const RunLock lock;
-    if (lock.hindrance())
-        return {*lock.hindrance(), {}, {}, {}};
-    return goThroughStages(settings, frontend, cancellation);
+    const auto &hindrance = lock.hindrance();
+    Log log(frontend, settings, !hindrance);
+    const Result result =
+        hindrance ? Result {*hindrance, {}, {}, {}} : goThroughStages(settings, log, cancellation);
+    log.ended(result);
+    return result;
 }
 
 }

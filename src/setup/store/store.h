@@ -103,6 +103,9 @@ public:
      */
     Undone undo(const QVector<Part> &parts, bool evenEdited);
 
+    /** The file that keeps the content of a file as it was. */
+    QString contentOf(const FileState &state) const;
+
     /** The packages are gone again. */
     bool forgetPackages();
 
@@ -120,7 +123,6 @@ private:
     void read();
     bool write();
     bool keepContent(const QString &path, const FileState &state);
-    QString contentOf(const FileState &state) const;
     bool add(Part part, const QString &path, const FileState &before);
     bool addMissingParents(Part part, const QString &path);
     bool writeUnlessNew();
