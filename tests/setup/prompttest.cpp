@@ -21,12 +21,22 @@ using Changes = QMap<QString, QString>;
 
 namespace {
 
+using Environment = QMap<QByteArray, QByteArray>;
+
+const Environment usualEnvironment = {
+    {"TERM", "xterm"}, {"NO_COLOR", "1"}, {"LC_ALL", "C.UTF-8"}, {"INPUTRC", "/dev/null"}};
+
 /** kestra-setup on a terminal of its own: type, and read the screen. */
 class TerminalRun
 {
 public:
-    explicit TerminalRun(const QStringList &arguments)
+    explicit TerminalRun(const QStringList &arguments, Environment environment = {},
+                         unsigned short columns = 100)
     {
+        for (auto usual = usualEnvironment.cbegin(); usual != usualEnvironment.cend(); ++usual) {
+            if (!environment.contains(usual.key()))
+                environment[usual.key()] = usual.value();
+        }
         QList<QByteArray> words = {Machine::program.toLocal8Bit()};
         for (const QString &argument : arguments)
             words.append(argument.toLocal8Bit());
@@ -34,9 +44,11 @@ public:
         for (QByteArray &word : words)
             pointers.append(word.data());
         pointers.append(nullptr);
-        const winsize size = {24, 100, 0, 0};
+        const winsize size = {24, columns, 0, 0};
         m_pid = ::forkpty(&m_terminal, nullptr, nullptr, &size);
         if (m_pid == 0) {
+            for (auto variable = environment.cbegin(); variable != environment.cend(); ++variable)
+                ::setenv(variable.key().constData(), variable.value().constData(), 1);
             ::execv(pointers[0], pointers.data());
             ::_exit(127);
         }
@@ -125,7 +137,7 @@ private:
     int m_seen = 0;
 };
 
-/** The options of a run that asks for all that it may ask for. */
+/** The options of a run that asks for all that it may ask for, save for those of @p changes. */
 QStringList asking(Changes changes = {})
 {
     for (const char *option : {"--unattended", "--driver-bundle", "--country", "--service",
@@ -135,6 +147,14 @@ QStringList asking(Changes changes = {})
             changes[name] = QString();
     }
     return Machine::arguments(changes);
+}
+
+/** The same with a modem that need not be found, and without its driver. */
+QStringList askingForConnection(Changes changes = {})
+{
+    changes["--no-driver"_s] = "-"_s;
+    changes["--driver"_s] = "ueagle-atm"_s;
+    return asking(changes);
 }
 
 const QByteArray password = "typed s3cret";
@@ -168,7 +188,9 @@ private:
 void PromptTest::everythingIsAskedFor()
 {
     TerminalRun run(asking());
-    QVERIFY(run.waitFor("Driver bundle (a tar archive): "));
+    QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
+    m_machine.plugIn();
+    QVERIFY(run.waitFor("Driver bundle for ueagle-atm (a tar archive): "));
     run.type(Machine::directory.toLatin1() + "/driver.tar.gz\n");
     QVERIFY(run.waitFor("   1  Freedonia\r\n   2  Sylvania\r\nCountry, or its number: "));
     run.type("1\n");
@@ -179,9 +201,8 @@ void PromptTest::everythingIsAskedFor()
     QVERIFY(run.waitFor("Password: "));
     QVERIFY(run.waitForEcho(false));
     run.type(password + "\n");
-    QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
-    QVERIFY(run.waitForEcho(true));
-    m_machine.plugIn();
+    QVERIFY(run.waitFor("Go on (yes or no): "));
+    run.type("yes\n");
     QVERIFY(run.waitFor("The connection is set up.", 60000));
     QCOMPARE(run.finish(), 0);
     QVERIFY(run.screen().contains("typed@example.net"));
@@ -193,7 +214,9 @@ void PromptTest::everythingIsAskedFor()
 
 void PromptTest::whatIsGivenIsNotAskedFor()
 {
-    TerminalRun run(asking({{"--driver-bundle"_s, Machine::directory + "/driver.tar.gz"_s},
+    TerminalRun run(asking({{"--driver"_s, "ueagle-atm"_s},
+                            {"--driver-bundle"_s, Machine::directory + "/driver.tar.gz"_s},
+                            {"--driver-tree"_s, Machine::directory + "/src/ueagle-atm"_s},
                             {"--country"_s, "freedonia"_s},
                             {"--service"_s, "Example LLC"_s},
                             {"--password-file"_s, Machine::directory + "/password"_s}}));
@@ -201,13 +224,13 @@ void PromptTest::whatIsGivenIsNotAskedFor()
     for (const char *question : {"Driver bundle", "Country", "Provider"})
         QVERIFY2(!run.screen().contains(question), question);
     run.type("me\n");
-    QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
-    QVERIFY(!run.screen().contains("Password"));
+    QVERIFY(run.waitFor("Go on (yes or no): "));
+    QVERIFY(!run.screen().contains("Password: "));
 }
 
 void PromptTest::partsOfNamesAndNumbers()
 {
-    TerminalRun run(asking({{"--no-driver"_s, "-"_s}, {"--country"_s, "Atlantis"_s}}));
+    TerminalRun run(askingForConnection({{"--country"_s, "Atlantis"_s}}));
     QVERIFY(run.waitFor("Nothing matches \"Atlantis\".\r\nCountry, or a part of it: "));
     run.type("Fredonia\n");
     QVERIFY(run.waitFor("Nothing matches \"Fredonia\". Near matches: Freedonia.\r\n"));
@@ -228,7 +251,7 @@ void PromptTest::longListsAreNotShown()
             + "\"><service name=\"S\"><vpi>1</vpi><vci>32</vci><protocol>pppoe</protocol></service>"
               "</country>";
     m_machine.writeDatabase(countries);
-    TerminalRun run(asking({{"--no-driver"_s, "-"_s}}));
+    TerminalRun run(askingForConnection());
     QVERIFY(run.waitFor("30 to choose from; the Enter key alone lists all 30.\r\n"
                         "Country, or a part of it: "));
     run.type("30\n"); // a part of a name here, not a number
@@ -244,7 +267,7 @@ void PromptTest::enterListsAll()
             + "\"><service name=\"S\"><vpi>1</vpi><vci>32</vci><protocol>pppoe</protocol></service>"
               "</country>";
     m_machine.writeDatabase(countries);
-    TerminalRun run(asking({{"--no-driver"_s, "-"_s}}));
+    TerminalRun run(askingForConnection());
     QVERIFY(run.waitFor("Country, or a part of it: "));
     run.type("\n");
     // The terminal is 100 characters wide, which makes three columns.
@@ -259,7 +282,7 @@ void PromptTest::enterListsAll()
 /** A single service is no question, and does not break the line of the stage. */
 void PromptTest::nothingToAsk()
 {
-    TerminalRun run(asking({{"--no-driver"_s, "-"_s}, {"--country"_s, "Sylvania"_s}}));
+    TerminalRun run(askingForConnection({{"--country"_s, "Sylvania"_s}}));
     QVERIFY(run.waitFor("Sylvania, Sylvanian Telecom: 1.50, pppoe, llc"));
     QVERIFY2(!run.screen().contains("choose the provider ...\r\n"), run.screen().constData());
 }
@@ -267,21 +290,21 @@ void PromptTest::nothingToAsk()
 void PromptTest::interruptedAtAQuestion()
 {
     const QByteArray before = Machine::state();
-    TerminalRun run(asking());
-    QVERIFY(run.waitFor("Driver bundle (a tar archive): "));
-    run.type("\x03");
+    TerminalRun run(askingForConnection());
+    QVERIFY(run.waitFor("Country, or its number: "));
+    run.type("Fre\x03");
     QCOMPARE(run.finish(), 130);
     QVERIFY2(run.screen().contains("The set-up was interrupted."), run.screen().constData());
     QVERIFY2(run.screen().contains(" ... interrupted ("), run.screen().constData());
+    QVERIFY2(run.screen().contains("\r\nNothing was changed.\r\n"), run.screen().constData());
+    QVERIFY(run.isEchoing());
     QCOMPARE(Machine::state(), before);
 }
 
 void PromptTest::interruptedAtThePassword()
 {
-    TerminalRun run(asking({{"--no-driver"_s, "-"_s},
-                            {"--country"_s, "Freedonia"_s},
-                            {"--service"_s, "Example LLC"_s},
-                            {"--user"_s, "me"_s}}));
+    TerminalRun run(askingForConnection(
+        {{"--country"_s, "Freedonia"_s}, {"--service"_s, "Example LLC"_s}, {"--user"_s, "me"_s}}));
     QVERIFY(run.waitFor("Password: "));
     QVERIFY(run.waitForEcho(false));
     run.type("half a secr\x03");
@@ -294,10 +317,8 @@ void PromptTest::interruptedAtThePassword()
 /** A shell would switch the echo on again for a program that was stopped and goes on. */
 void PromptTest::noKeyShowsThePassword()
 {
-    TerminalRun run(asking({{"--no-driver"_s, "-"_s},
-                            {"--country"_s, "Freedonia"_s},
-                            {"--service"_s, "Example LLC"_s},
-                            {"--user"_s, "me"_s}}));
+    TerminalRun run(askingForConnection(
+        {{"--country"_s, "Freedonia"_s}, {"--service"_s, "Example LLC"_s}, {"--user"_s, "me"_s}}));
     QVERIFY(run.hasKey(VSUSP) && run.hasKey(VQUIT));
     QVERIFY(run.waitFor("Password: "));
     QVERIFY(run.waitForEcho(false));
@@ -305,13 +326,16 @@ void PromptTest::noKeyShowsThePassword()
     QVERIFY(!run.hasKey(VQUIT));
     run.type("\x1a\x1c\n");
     QVERIFY(run.waitFor("The password cannot be used with pppd: it has a control character"));
+    QVERIFY(run.waitFor("Password: "));
+    QVERIFY(run.waitForEcho(false));
+    run.type("\x04"); // no other
     QCOMPARE(run.finish(), 18);
     QVERIFY(run.hasKey(VSUSP) && run.hasKey(VQUIT));
 }
 
 void PromptTest::endOfInput()
 {
-    TerminalRun run(asking({{"--no-driver"_s, "-"_s}}));
+    TerminalRun run(askingForConnection());
     QVERIFY(run.waitFor("Country, or its number: "));
     run.type("\x04");
     QCOMPARE(run.finish(), 2);

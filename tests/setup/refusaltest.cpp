@@ -608,7 +608,7 @@ void RefusalTest::interruptedWhileWaitingForTheModem()
     QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem to be plugged in"));
     ::kill(pid_t(process.processId()), signal);
     refuses(Machine::finish(process, output, 3000), 130, "The set-up was interrupted.",
-            "Start it again to go on; every stage may be repeated.");
+            "Start it again to go on; every stage may be repeated.\nNothing was changed.");
 }
 
 void RefusalTest::aDeviceThatIsNoModem()

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
 
@@ -38,8 +39,15 @@ Outcome badBundle(const Settings &settings, const QString &what, const QString &
         QStringLiteral("The driver bundle %1 %2.").arg(settings.driverBundle, what), nextStep);
 }
 
-std::optional<Outcome> listBundle(Session &session)
+std::optional<Outcome> readBundle(Session &session)
 {
+    const QFileInfo bundle(session.settings.driverBundle);
+    session.settings.driverBundle = bundle.absoluteFilePath();
+    session.bundleMembers.clear();
+    if (!bundle.isFile() || !bundle.isReadable())
+        return badBundle(session.settings,
+                         QStringLiteral("does not exist or is not a readable file"),
+                         QStringLiteral("Give its path with --driver-bundle."));
     const auto code = session.runTool(QStringLiteral("tar"),
                                       {QStringLiteral("-Ptf"), session.settings.driverBundle},
                                       QStringLiteral("/"), &session.bundleMembers);

@@ -11,7 +11,7 @@ namespace Setup {
 Outcome badBundle(const Settings &settings, const QString &what, const QString &nextStep);
 
 /** Reads the driver bundle to its end and keeps the names of its members. Says what is wrong. */
-std::optional<Outcome> listBundle(Session &session);
+std::optional<Outcome> readBundle(Session &session);
 
 /** Returns what of the bundle was not unpacked whole, if there is anything. */
 std::optional<QString> cutOffMember(Session &session);

@@ -3,6 +3,7 @@
 
 #include "catalogue.h"
 #include "hardwareservice.h"
+#include "question.h"
 #include "session.h"
 #include "stages.h"
 #include "text.h"
@@ -129,16 +130,19 @@ bool Detection::isWanted(const QString &name)
         m_session.frontend.note(QStringLiteral("Plugged in already: %1").arg(name));
         return true;
     }
-    const QStringList answers = {QStringLiteral("yes"), QStringLiteral("no")};
-    for (;;) {
-        const auto answer = m_session.frontend.askText(
+    const auto ask = [&] {
+        return m_session.frontend.askText(
             QStringLiteral("The modem %1 is plugged in already; take it (yes or no)").arg(name));
-        if (!answer)
-            return false;
-        const QStringList meant = namesHolding(answers, *answer);
-        if (meant.size() == 1)
-            return meant == answers.mid(0, 1);
-    }
+    };
+    const auto fault = [](const QString &answer) -> std::optional<Outcome> {
+        if (yesOrNo(answer))
+            return std::nullopt;
+        return Outcome::failed(ExitCode::Usage, QStringLiteral("Please answer yes or no."), {});
+    };
+    m_session.frontend.explain(
+        QStringLiteral("With no, the set-up waits for another modem to be plugged in."));
+    const auto answer = Setup::answerTo(m_session, {ask, fault, Outcome::interrupted()});
+    return std::holds_alternative<QString>(answer) && *yesOrNo(std::get<QString>(answer));
 }
 
 void Detection::take(const ModemManager &manager)

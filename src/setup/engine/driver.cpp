@@ -5,6 +5,7 @@
 #include "modules.h"
 #include "ownership.h"
 #include "paths.h"
+#include "question.h"
 #include "session.h"
 #include "stages.h"
 
@@ -112,6 +113,39 @@ std::optional<Outcome> checkTreeInBundle(const Session &session)
     }
     return badBundle(session.settings, QStringLiteral("does not hold the driver tree %1").arg(tree),
                      QStringLiteral("Name the directory that it unpacks into with --driver-tree."));
+}
+
+/** Asks for a bundle that holds the driver of the modem, if none was given. */
+std::optional<Outcome> askForBundle(Session &session)
+{
+    if (!session.settings.driverBundle.isEmpty())
+        return std::nullopt;
+    const QString &name = session.modem.driver;
+    session.frontend.explain(
+        QStringLiteral("The sources of the driver %1, as a tar archive. kestra-setup drivers %1 "
+                       "tells where they come from.")
+            .arg(name));
+    const auto ask = [&] {
+        return session.frontend.askPath(
+            QStringLiteral("Driver bundle for %1 (a tar archive)").arg(name));
+    };
+    const Outcome noBundle =
+        Outcome::failed(ExitCode::Usage, QStringLiteral("No driver bundle was given."),
+                        QStringLiteral("Type its path when asked, or use "
+                                       "--driver-bundle or --no-driver."));
+    const auto fault = [&](const QString &answer) -> std::optional<Outcome> {
+        if (answer.isEmpty())
+            return noBundle;
+        session.settings.driverBundle = answer;
+        if (const auto problem = readBundle(session))
+            return problem;
+        session.driver = describeDriver(session);
+        return checkTreeInBundle(session);
+    };
+    const auto answer = answerTo(session, {ask, fault, noBundle});
+    if (std::holds_alternative<Outcome>(answer))
+        return std::get<Outcome>(answer);
+    return std::nullopt;
 }
 
 std::optional<Outcome> checkPatchTool(const Session &session)
@@ -228,6 +262,8 @@ void rememberAdded(Session &session)
 
 Outcome checkDriver(Session &session)
 {
+    if (const auto problem = askForBundle(session))
+        return *problem;
     session.driver = describeDriver(session);
     for (const auto check :
          {checkTree, checkTreeInBundle, checkExtractionPath, checkPatch, checkPatchTool}) {

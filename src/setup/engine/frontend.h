@@ -5,6 +5,7 @@
 #define KESTRA_SETUP_FRONTEND_H
 
 #include "outcome.h"
+#include "summary.h"
 
 #include <QString>
 #include <QStringList>
@@ -13,10 +14,14 @@
 
 namespace Setup {
 
+/** The answer that takes the user back to the question before; not all questions know it. */
+inline QString backAnswer() { return QStringLiteral("<"); }
+
 /**
  * A user interface, as the engine sees it.
  *
- * Questions block; they return nothing when the user gave up or nobody is there to answer.
+ * Questions block; they return nothing when the user gave up or nobody is there to answer. An
+ * answer that cannot be used is refused, and the question comes again.
  */
 class Frontend
 {
@@ -44,7 +49,16 @@ public:
     /** From now on @p secret must not get to where it lasts. */
     virtual void conceal(const QString &secret) { Q_UNUSED(secret) }
 
+    /** What there is to know about the questions that come next, for a user who wants to know. */
+    virtual void explain(const QString &) { }
+
+    /** Says why the last answer cannot be used. */
+    virtual void refuse(const QString &why) { note(why); }
+
     virtual std::optional<QString> askText(const QString &question) = 0;
+
+    /** Asks for the path of a file. */
+    virtual std::optional<QString> askPath(const QString &question) { return askText(question); }
 
     /** Asks without showing what is typed. */
     virtual std::optional<QString> askSecret(const QString &question) = 0;
@@ -52,6 +66,12 @@ public:
     /** Lets the user pick one of @p names; @p hint is what is known of the name so far. */
     virtual std::optional<QString> choose(const QString &question, const QStringList &names,
                                           const QString &hint) = 0;
+
+    /**
+     * Shows what is going to be done, before anything is changed, to a user who was asked something
+     * before. Returns whether to do it.
+     */
+    virtual std::optional<bool> agree(const Summary &) { return true; }
 };
 
 }

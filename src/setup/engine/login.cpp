@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "question.h"
 #include "session.h"
 #include "stages.h"
 #include "text.h"
@@ -113,38 +114,24 @@ Text readPasswordFile(const QString &path)
     return result;
 }
 
-Text noAnswer(const Session &session, const QString &what, const QString &option)
+Outcome noAnswer(const QString &what, const QString &option)
 {
-    if (session.cancellation.isRequested())
-        return Outcome::interrupted();
     return Outcome::failed(ExitCode::Usage, QStringLiteral("No %1 was given.").arg(what),
                            QStringLiteral("Type it when asked, or use %1.").arg(option));
 }
 
-Text takeUser(Session &session)
+Problem userProblem(const QString &user)
 {
-    if (!session.settings.user.isEmpty())
-        return session.settings.user;
-    if (const auto answer = session.frontend.askText(QStringLiteral("User name")))
-        return *answer;
-    return noAnswer(session, QStringLiteral("user name"), QStringLiteral("--user"));
+    const QString userFault = fault(user);
+    if (userFault.isEmpty())
+        return std::nullopt;
+    return refused(QStringLiteral("The user name cannot be used with pppd: it %1.").arg(userFault),
+                   QStringLiteral("Check the spelling in the provider's letter."));
 }
 
-Text takePassword(Session &session)
+QString passwordStep(const Session &session, const QString &password)
 {
-    if (session.settings.passwordFromInput)
-        return readPassword(STDIN_FILENO, QStringLiteral("standard input"));
-    if (!session.settings.passwordFile.isEmpty())
-        return readPasswordFile(session.settings.passwordFile);
-    if (const auto answer = session.frontend.askSecret(QStringLiteral("Password")))
-        return *answer;
-    return noAnswer(session, QStringLiteral("password"),
-                    QStringLiteral("--password-file or --password-stdin"));
-}
-
-QString passwordStep(const Session &session)
-{
-    if (!isMistaken(session.password))
+    if (!isMistaken(password))
         return QStringLiteral("Ask the provider for another password.");
     if (session.settings.passwordFromInput)
         return QStringLiteral("Pass the password and nothing else on standard input.");
@@ -152,6 +139,72 @@ QString passwordStep(const Session &session)
         return QStringLiteral("Write the password and nothing else to the file %1.")
             .arg(session.settings.passwordFile);
     return QStringLiteral("Start again and type it when asked.");
+}
+
+Problem passwordProblem(const Session &session, const QString &password)
+{
+    const QString secretFault = passwordFault(password);
+    if (secretFault.isEmpty())
+        return std::nullopt;
+    return refused(QStringLiteral("The password cannot be used with pppd: it %1.").arg(secretFault),
+                   passwordStep(session, password));
+}
+
+/** Returns the user name, or the wish to go back. */
+Text askForUser(Session &session)
+{
+    session.frontend.explain(
+        QStringLiteral("The name that the provider has given you for the connection; often it has "
+                       "an @ in it. < goes back to the provider."));
+    const auto ask = [&] { return session.frontend.askText(QStringLiteral("User name")); };
+    const auto fault = [](const QString &answer) {
+        return answer == backAnswer() ? std::nullopt : userProblem(answer);
+    };
+    return answerTo(session,
+                    {ask, fault, noAnswer(QStringLiteral("user name"), QStringLiteral("--user"))});
+}
+
+Text askForPassword(Session &session)
+{
+    const auto ask = [&] { return session.frontend.askSecret(QStringLiteral("Password")); };
+    const auto fault = [&](const QString &answer) { return passwordProblem(session, answer); };
+    return answerTo(session,
+                    {ask, fault,
+                     noAnswer(QStringLiteral("password"),
+                              QStringLiteral("--password-file or --password-stdin"))});
+}
+
+Text takeUser(Session &session)
+{
+    if (!session.settings.user.isEmpty()) {
+        if (const Problem problem = userProblem(session.settings.user))
+            return *problem;
+        return session.settings.user;
+    }
+    for (;;) {
+        const Text answer = askForUser(session);
+        const auto *const name = std::get_if<QString>(&answer);
+        if (!name || *name != backAnswer())
+            return answer;
+        const Outcome provider = chooseProviderAgain(session);
+        if (provider.kind == Outcome::Failed)
+            return provider;
+        session.frontend.note(provider.sentence);
+    }
+}
+
+Text takePassword(Session &session)
+{
+    const bool isPassed = session.settings.passwordFromInput;
+    if (!isPassed && session.settings.passwordFile.isEmpty())
+        return askForPassword(session);
+    const Text password = isPassed ? readPassword(STDIN_FILENO, QStringLiteral("standard input"))
+                                   : readPasswordFile(session.settings.passwordFile);
+    if (const auto *const text = std::get_if<QString>(&password)) {
+        if (const Problem problem = passwordProblem(session, *text))
+            return *problem;
+    }
+    return password;
 }
 
 }
@@ -163,22 +216,11 @@ Outcome takeLogin(Session &session)
         return std::get<Outcome>(user);
     session.user = std::get<QString>(user);
     session.frontend.conceal(session.user);
-    const QString userFault = fault(session.user);
-    if (!userFault.isEmpty())
-        return refused(
-            QStringLiteral("The user name cannot be used with pppd: it %1.").arg(userFault),
-            QStringLiteral("Check the spelling in the provider's letter."));
-
     const Text password = takePassword(session);
     if (std::holds_alternative<Outcome>(password))
         return std::get<Outcome>(password);
     session.password = std::get<QString>(password);
     session.frontend.conceal(session.password);
-    const QString secretFault = passwordFault(session.password);
-    if (!secretFault.isEmpty())
-        return refused(
-            QStringLiteral("The password cannot be used with pppd: it %1.").arg(secretFault),
-            passwordStep(session));
     return Outcome::done();
 }
 

@@ -95,28 +95,12 @@ Problem checkTools(Session &session)
     return std::nullopt;
 }
 
+/** A person who gives none now is asked for it when the modem is known. */
 Problem checkBundle(Session &session)
 {
-    QString &path = session.settings.driverBundle;
-    if (!buildsDriver(session))
+    if (!buildsDriver(session) || session.settings.driverBundle.isEmpty())
         return std::nullopt;
-    if (path.isEmpty()) {
-        const auto answer =
-            session.frontend.askText(QStringLiteral("Driver bundle (a tar archive)"));
-        if (!answer && session.cancellation.isRequested())
-            return Outcome::interrupted();
-        if (!answer || answer->isEmpty())
-            return Outcome::failed(ExitCode::Usage, QStringLiteral("No driver bundle was given."),
-                                   QStringLiteral("Type its path when asked, or use "
-                                                  "--driver-bundle or --no-driver."));
-        path = *answer;
-    }
-    const QFileInfo bundle(path);
-    path = bundle.absoluteFilePath();
-    if (bundle.isFile() && bundle.isReadable())
-        return listBundle(session);
-    return badBundle(session.settings, QStringLiteral("does not exist or is not a readable file"),
-                     QStringLiteral("Give its path with --driver-bundle."));
+    return readBundle(session);
 }
 
 Problem checkKernelHeaders(Session &session)

@@ -3,6 +3,7 @@
 
 #include "paths.h"
 #include "providerdatabase.h"
+#include "question.h"
 #include "session.h"
 #include "stages.h"
 #include "text.h"
@@ -19,36 +20,68 @@ struct Choice
     const char *what;
     const char *question;
     const char *option;
+    const char *help;
 };
 
-constexpr Choice countryChoice = {"country", "Country", "--country"};
-constexpr Choice serviceChoice = {"service", "Provider and service", "--service"};
+constexpr Choice countryChoice = {"country", "Country", "--country",
+                                  "The country whose telephone line the modem is plugged into."};
+constexpr Choice serviceChoice = {
+    "service", "Provider and service", "--service",
+    "What you have a contract for; the provider's letter tells. < goes back to the country."};
 
-/** Takes the user's word for a name of @p names, or asks. Returns the name, or why there is none.
- */
-std::variant<QString, Outcome> pick(Session &session, const Choice &choice,
-                                    const QStringList &names, const QString &wanted)
+using Pick = std::variant<QString, Outcome>;
+
+Pick ask(Session &session, const Choice &choice, const QStringList &names, const QString &hint)
 {
     const QString what = QString::fromLatin1(choice.what);
+    session.frontend.explain(QString::fromLatin1(choice.help));
+    const auto choose = [&] {
+        return session.frontend.choose(QString::fromLatin1(choice.question), names, hint);
+    };
+    const auto fault = [&](const QString &answer) -> std::optional<Outcome> {
+        if (answer == backAnswer() || names.contains(answer))
+            return std::nullopt;
+        return Outcome::failed(ExitCode::Service,
+                               QStringLiteral("There is no %1 \"%2\".").arg(what, answer),
+                               suggestion(nearMatches(names, answer)));
+    };
+    const auto noAnswer = Outcome::failed(
+        ExitCode::Usage, QStringLiteral("No %1 was chosen.").arg(what),
+        QStringLiteral("Choose one, or give it with %1.").arg(QString::fromLatin1(choice.option)));
+    return answerTo(session, {choose, fault, noAnswer});
+}
+
+/** Takes the user's word for a name of @p names, or asks. Returns the name, the wish to go back,
+ * or why there is neither. */
+Pick pick(Session &session, const Choice &choice, const QStringList &names, const QString &wanted)
+{
     if (!wanted.isEmpty()) {
         if (const auto match = matchName(names, wanted))
             return *match;
         if (session.settings.unattended)
-            return Outcome::failed(
-                ExitCode::Service,
-                QStringLiteral("The provider database has no %1 \"%2\".").arg(what, wanted),
-                joined({suggestion(nearMatches(names, wanted)),
-                        QStringLiteral("Give another name with %1.")
-                            .arg(QString::fromLatin1(choice.option))}));
+            return Outcome::failed(ExitCode::Service,
+                                   QStringLiteral("The provider database has no %1 \"%2\".")
+                                       .arg(QString::fromLatin1(choice.what), wanted),
+                                   joined({suggestion(nearMatches(names, wanted)),
+                                           QStringLiteral("Give another name with %1.")
+                                               .arg(QString::fromLatin1(choice.option))}));
     }
-    if (const auto answer =
-            session.frontend.choose(QString::fromLatin1(choice.question), names, wanted))
-        return *answer;
-    if (session.cancellation.isRequested())
-        return Outcome::interrupted();
-    return Outcome::failed(
-        ExitCode::Usage, QStringLiteral("No %1 was chosen.").arg(what),
-        QStringLiteral("Choose one, or give it with %1.").arg(QString::fromLatin1(choice.option)));
+    const QStringList matches = namesHolding(names, wanted);
+    if (matches.size() == 1 && !session.settings.unattended)
+        return matches.first();
+    return ask(session, choice, names, wanted);
+}
+
+/** A country has no question before it. */
+Pick pickCountry(Session &session, const QStringList &names, const QString &wanted)
+{
+    for (;;) {
+        const Pick country = pick(session, countryChoice, names, wanted);
+        const auto *const name = std::get_if<QString>(&country);
+        if (!name || *name != backAnswer())
+            return country;
+        session.frontend.refuse(QStringLiteral("There is no question to go back to."));
+    }
 }
 
 Outcome unusable(const QString &service, const QString &what)
@@ -72,9 +105,17 @@ std::optional<Outcome> checkLine(const Line &line)
     return std::nullopt;
 }
 
+QString described(const Line &line)
+{
+    return QStringLiteral("%1, %2: %3.%4, %5, %6")
+        .arg(line.country, line.service)
+        .arg(line.vpi)
+        .arg(line.vci)
+        .arg(line.protocol, line.encapsulation);
 }
 
-Outcome chooseProvider(Session &session)
+/** The questions for country and service, as far as they are not answered by these names. */
+Outcome takeLine(Session &session, const QString &wantedCountry, const QString &wantedService)
 {
     if (!session.settings.wants(Goal::Connection) && !session.settings.nameServers.isEmpty())
         return Outcome::skipped(QStringLiteral("the name servers were given"));
@@ -82,30 +123,52 @@ Outcome chooseProvider(Session &session)
     if (const auto problem = ProviderDatabase::check(path))
         return *problem;
     ProviderDatabase database(path);
-
     const QStringList countries = database.countries();
     if (countries.isEmpty())
         return ProviderDatabase::damaged(path, QStringLiteral("it has no countries"));
-    const auto country = pick(session, countryChoice, countries, session.settings.country);
-    if (std::holds_alternative<Outcome>(country))
-        return std::get<Outcome>(country);
 
-    const QStringList services = database.services(std::get<QString>(country));
-    const auto service = pick(session, serviceChoice, services, session.settings.service);
-    if (std::holds_alternative<Outcome>(service))
-        return std::get<Outcome>(service);
+    Pick country = pickCountry(session, countries, wantedCountry);
+    QString service = wantedService;
+    for (;;) {
+        if (std::holds_alternative<Outcome>(country))
+            return std::get<Outcome>(country);
+        const QStringList services = database.services(std::get<QString>(country));
+        const bool isChosen = services.size() > 1 && !matchName(services, service);
+        const Pick answer = pick(session, serviceChoice, services, service);
+        if (std::holds_alternative<Outcome>(answer))
+            return std::get<Outcome>(answer);
+        service.clear();
+        if (std::get<QString>(answer) == backAnswer()) {
+            country = pickCountry(session, countries, QString());
+            continue;
+        }
+        const auto line = database.line(std::get<QString>(answer));
+        if (!line)
+            return ProviderDatabase::damaged(path,
+                                             QStringLiteral("it has no data for the service"));
+        const auto problem = checkLine(*line);
+        if (problem && !isChosen)
+            return *problem;
+        if (!problem) {
+            session.line = *line;
+            return Outcome::done(described(*line));
+        }
+        session.frontend.refuse(problem->sentence);
+    }
+}
 
-    const auto line = database.line(std::get<QString>(service));
-    if (!line)
-        return ProviderDatabase::damaged(path, QStringLiteral("it has no data for the service"));
-    session.line = *line;
-    if (const auto problem = checkLine(session.line))
-        return *problem;
-    return Outcome::done(QStringLiteral("%1, %2: %3.%4, %5, %6")
-                             .arg(session.line.country, session.line.service)
-                             .arg(session.line.vpi)
-                             .arg(session.line.vci)
-                             .arg(session.line.protocol, session.line.encapsulation));
+}
+
+Outcome chooseProvider(Session &session)
+{
+    return takeLine(session, session.settings.country, session.settings.service);
+}
+
+Outcome chooseProviderAgain(Session &session)
+{
+    ProviderDatabase database(providerDatabase(session.settings));
+    const bool hasOthers = database.services(session.line.country).size() > 1;
+    return takeLine(session, hasOthers ? session.line.country : QString(), QString());
 }
 
 }

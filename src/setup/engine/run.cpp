@@ -8,6 +8,7 @@
 #include "session.h"
 #include "stages.h"
 
+#include <algorithm>
 #include <exception>
 #include <vector>
 
@@ -20,27 +21,41 @@ struct Stage
     const char *title;
     unsigned goals; ///< it serves any of these
     Outcome (*run)(Session &);
-    /** Ends what the stage before has begun: between the two, the machine is not to be left. */
-    bool endsThePrevious = false;
+    enum {
+        AsksLater = 0, ///< a person is asked this when the modem and its driver are known
+        AsksFirst = 1,
+        Acts = 2, ///< changes something
+        EndsThePrevious = 4 ///< between it and the one before, the machine is not to be left
+    };
+    int nature;
 };
 
 constexpr Stage stages[] = {
-    {"check what the set-up needs", ~0U, checkSystem},
-    {"choose the provider", Goal::Connection | Goal::NameServers, chooseProvider},
-    {"take user name and password", Goal::Connection, takeLogin},
-    {"find the modem", Goal::Driver | Goal::Connection, detectModem},
-    {"check what the driver needs", Goal::Driver, checkDriver},
-    {"unpack the driver", Goal::Driver, extractDriver},
-    {"patch the driver", Goal::Driver, patchDriver},
-    {"compile the driver", Goal::Driver, compileDriver},
-    {"back up the installed driver", Goal::Driver, backupDriver},
-    {"install the driver", Goal::Driver, installDriver, true},
-    {"install packages", Goal::Packages, installPackages},
-    {"write the connection", Goal::Connection, writeConnection},
-    {"link the connection into the run levels", Goal::Boot, linkBoot},
-    {"set the name servers", Goal::NameServers, setNameServers},
-    {"start the connection", Goal::Start, startConnection},
+    {"check what the set-up needs", ~0U, checkSystem, Stage::AsksFirst},
+    {"choose the provider", Goal::Connection | Goal::NameServers, chooseProvider, Stage::AsksLater},
+    {"take user name and password", Goal::Connection, takeLogin, Stage::AsksLater},
+    {"find the modem", Goal::Driver | Goal::Connection, detectModem, Stage::AsksFirst},
+    {"check what the driver needs", Goal::Driver, checkDriver, Stage::AsksFirst},
+    {"unpack the driver", Goal::Driver, extractDriver, Stage::Acts},
+    {"patch the driver", Goal::Driver, patchDriver, Stage::Acts},
+    {"compile the driver", Goal::Driver, compileDriver, Stage::Acts},
+    {"back up the installed driver", Goal::Driver, backupDriver, Stage::Acts},
+    {"install the driver", Goal::Driver, installDriver, Stage::Acts | Stage::EndsThePrevious},
+    {"install packages", Goal::Packages, installPackages, Stage::Acts},
+    {"write the connection", Goal::Connection, writeConnection, Stage::Acts},
+    {"link the connection into the run levels", Goal::Boot, linkBoot, Stage::Acts},
+    {"set the name servers", Goal::NameServers, setNameServers, Stage::Acts},
+    {"start the connection", Goal::Start, startConnection, Stage::Acts},
 };
+
+bool acts(const Stage &stage) { return stage.nature & Stage::Acts; }
+
+/** A person has the modem in hand; in an unattended run what needs no waiting comes first. */
+void putModemFirst(std::vector<Stage> &wanted)
+{
+    std::stable_partition(wanted.begin(), std::find_if(wanted.begin(), wanted.end(), acts),
+                          [](const Stage &stage) { return stage.nature & Stage::AsksFirst; });
+}
 
 std::vector<Stage> wantedStages(const Settings &settings)
 {
@@ -49,13 +64,39 @@ std::vector<Stage> wantedStages(const Settings &settings)
         if (settings.wants(stage.goals))
             wanted.push_back(stage);
     }
+    if (!settings.unattended)
+        putModemFirst(wanted);
     return wanted;
+}
+
+QStringList titles(std::vector<Stage>::const_iterator begin, std::vector<Stage>::const_iterator end)
+{
+    QStringList list;
+    for (auto stage = begin; stage != end; ++stage)
+        list.append(QString::fromLatin1(stage->title));
+    return list;
+}
+
+/** A person who has answered questions sees all answers together before they have effects. */
+Outcome takeAgreement(Session &session, const QStringList &steps)
+{
+    if (!session.wasAnswered)
+        return Outcome::done();
+    session.frontend.explain(QStringLiteral(
+        "Nothing has been changed so far. kestra-setup undo takes back what is done from now on."));
+    const auto isAgreed = session.frontend.agree(summaryOf(session, steps));
+    if (session.cancellation.isRequested())
+        return Outcome::interrupted();
+    if (isAgreed.value_or(false))
+        return Outcome::done();
+    return Outcome::failed(ExitCode::Interrupted, QStringLiteral("The set-up was not begun."),
+                           QStringLiteral("Start it again to give other answers."));
 }
 
 Outcome runStage(const Stage &stage, Session &session)
 {
     if (session.cancellation.isRequested()) {
-        if (!stage.endsThePrevious)
+        if (!(stage.nature & Stage::EndsThePrevious))
             return Outcome::interrupted();
         session.frontend.note(
             QStringLiteral("Interrupted: stopping after this stage, or there would be no driver."));
@@ -76,8 +117,18 @@ Result goThroughStages(const Settings &settings, Frontend &frontend,
     Session session(settings, frontend, cancellation);
     Result result;
     const std::vector<Stage> wanted = wantedStages(settings);
+    bool isAgreed = false;
     for (std::size_t i = 0; i < wanted.size() && result.code() == ExitCode::Success; ++i) {
         const QString title = QString::fromLatin1(wanted[i].title);
+        if (acts(wanted[i]) && !isAgreed) {
+            const Outcome agreement =
+                takeAgreement(session, titles(wanted.cbegin() + long(i), wanted.cend()));
+            isAgreed = agreement.kind == Outcome::Done;
+            if (!isAgreed) {
+                result.outcome = agreement;
+                break;
+            }
+        }
         session.forgetToolLines();
         frontend.stageStarted(int(i) + 1, int(wanted.size()), title);
         const Outcome outcome = runStage(wanted[i], session);

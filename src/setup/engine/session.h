@@ -69,6 +69,7 @@ public:
     Line line;
     QString user;
     QString password;
+    bool wasAnswered = false; ///< the user has answered a question
 
     QStringList bundleMembers;
     Compiler::ModemDriver driver;

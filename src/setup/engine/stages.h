@@ -17,6 +17,8 @@ Outcome checkSystem(Session &session);
 
 // provider.cpp
 Outcome chooseProvider(Session &session);
+/** For a user who goes back to that question. */
+Outcome chooseProviderAgain(Session &session);
 
 // login.cpp
 Outcome takeLogin(Session &session);

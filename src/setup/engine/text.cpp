@@ -104,6 +104,17 @@ QStringList nearMatches(const QStringList &names, const QString &wanted)
     return near;
 }
 
+std::optional<bool> yesOrNo(const QString &answer)
+{
+    if (answer.isEmpty())
+        return std::nullopt;
+    if (QStringLiteral("yes").startsWith(answer, Qt::CaseInsensitive))
+        return true;
+    if (QStringLiteral("no").startsWith(answer, Qt::CaseInsensitive))
+        return false;
+    return std::nullopt;
+}
+
 QString joined(QStringList sentences)
 {
     sentences.removeAll(QString());

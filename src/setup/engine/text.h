@@ -30,6 +30,9 @@ QStringList namesHolding(const QStringList &names, const QString &part);
 /** Returns up to five @p names that @p wanted may have meant. */
 QStringList nearMatches(const QStringList &names, const QString &wanted);
 
+/** Understands "yes" and "no" and how they begin; nothing else. */
+std::optional<bool> yesOrNo(const QString &answer);
+
 /** Returns @p sentences with blanks between those that are not empty. */
 QString joined(QStringList sentences);
 

@@ -97,10 +97,26 @@ void Log::conceal(const QString &secret)
     m_frontend.conceal(secret);
 }
 
+void Log::explain(const QString &help) { m_frontend.explain(help); }
+
+void Log::refuse(const QString &why)
+{
+    write(QStringLiteral("refused: ") + why);
+    m_frontend.refuse(why);
+}
+
 std::optional<QString> Log::askText(const QString &question)
 {
     write(QStringLiteral("question: ") + question); // the answer may be the name of the user
     return m_frontend.askText(question);
+}
+
+std::optional<QString> Log::askPath(const QString &question)
+{
+    const auto path = m_frontend.askPath(question);
+    write(QStringLiteral("question: %1: %2")
+              .arg(question, path ? *path : QStringLiteral("no answer")));
+    return path;
 }
 
 std::optional<QString> Log::askSecret(const QString &question)
@@ -116,6 +132,15 @@ std::optional<QString> Log::choose(const QString &question, const QStringList &n
     write(QStringLiteral("question: %1: %2")
               .arg(question, name ? *name : QStringLiteral("no answer")));
     return name;
+}
+
+std::optional<bool> Log::agree(const Summary &summary)
+{
+    const auto isAgreed = m_frontend.agree(summary);
+    write(QStringLiteral("the user %1")
+              .arg(isAgreed.value_or(false) ? QStringLiteral("agrees")
+                                            : QStringLiteral("does not agree")));
+    return isAgreed;
 }
 
 }

@@ -32,10 +32,14 @@ public:
     void toolLine(const QString &line) override;
     void libraryLine(const QString &line) override;
     void conceal(const QString &secret) override;
+    void explain(const QString &help) override;
+    void refuse(const QString &why) override;
     std::optional<QString> askText(const QString &question) override;
+    std::optional<QString> askPath(const QString &question) override;
     std::optional<QString> askSecret(const QString &question) override;
     std::optional<QString> choose(const QString &question, const QStringList &names,
                                   const QString &hint) override;
+    std::optional<bool> agree(const Summary &summary) override;
 
 private:
     void write(const QString &line);

@@ -3,8 +3,12 @@
 
 #include "interrupt.h"
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <sys/eventfd.h>
 #include <sys/signalfd.h>
+#include <thread>
 #include <unistd.h>
 
 namespace Setup {
@@ -35,6 +39,23 @@ void ignoreAndBlockInterrupts(int, char **, char **)
 [[gnu::section(".preinit_array"),
   gnu::used]] void (*const beforeLibraries)(int, char **, char **) = ignoreAndBlockInterrupts;
 
+std::atomic<int> interrupts = 0;
+
+/** Lets @p descriptor become readable for good with the first interrupt. */
+void countInterrupts(int source, int descriptor)
+{
+    signalfd_siginfo interrupt;
+    for (;;) {
+        const ssize_t size = ::read(source, &interrupt, sizeof interrupt);
+        if (size < 0 && errno == EINTR)
+            continue;
+        if (size != sizeof interrupt)
+            return;
+        ++interrupts;
+        ::eventfd_write(descriptor, 1);
+    }
+}
+
 extern "C" void becomeInterrupt(int) { ::kill(::getpid(), SIGINT); }
 
 }
@@ -42,7 +63,10 @@ extern "C" void becomeInterrupt(int) { ::kill(::getpid(), SIGINT); }
 int watchInterrupts()
 {
     const sigset_t signals = interruptSet();
-    const int descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    const int source = ::signalfd(-1, &signals, SFD_CLOEXEC);
+    const int descriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    // It ends with the process: there is no time at which nobody may want to stop.
+    std::thread(countInterrupts, source, descriptor).detach();
 
     // The tools must not ignore these: daemons that they start would do so, too.
     std::signal(SIGTERM, becomeInterrupt);
@@ -50,5 +74,7 @@ int watchInterrupts()
     std::signal(SIGQUIT, becomeInterrupt);
     return descriptor;
 }
+
+int interruptCount() { return interrupts; }
 
 }

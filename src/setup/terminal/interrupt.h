@@ -15,6 +15,9 @@ namespace Setup {
  */
 int watchInterrupts();
 
+/** Returns how often the user has wanted to stop so far. */
+int interruptCount();
+
 }
 
 #endif

@@ -3,9 +3,13 @@
 
 #include "terminal.h"
 
+#include "engine/processes.h"
 #include "engine/text.h"
+#include "interrupt.h"
+#include "width.h"
 
 #include <QDateTime>
+#include <QDir>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,7 +17,6 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <termios.h>
 #include <unistd.h>
 
 namespace Setup {
@@ -22,52 +25,33 @@ namespace {
 
 constexpr int usualWidth = 80;
 constexpr int longestList = 20;
-const char clearLine[] = "\r\x1b[K";
+constexpr int usefulActivity = 12; // columns
+const auto tickInterval = std::chrono::milliseconds(100);
 
-int terminalWidth(int descriptor)
+/** How a shell would understand a path, as far as people expect that from a prompt, too. */
+QString pathFromShell(const QString &typed)
 {
-    winsize size = {};
-    return ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col
-                                                                          : usualWidth;
+    const QLatin1Char quote('\'');
+    if (typed.size() > 2 && typed.startsWith(quote) && typed.endsWith(quote))
+        return typed.mid(1, typed.size() - 2);
+    if (typed == QLatin1String("~") || typed.startsWith(QLatin1String("~/")))
+        return QDir::homePath() + typed.mid(1);
+    return typed;
 }
 
-void writeAll(int descriptor, const QByteArray &bytes)
+Completion completionTo(const QStringList &names)
 {
-    for (int done = 0; done < bytes.size();) {
-        const ssize_t count =
-            ::write(descriptor, bytes.constData() + done, std::size_t(bytes.size() - done));
-        if (count < 0 && errno != EINTR)
-            return;
-        done += int(std::max(count, ssize_t(0)));
-    }
+    Completion completion;
+    completion.names = names;
+    return completion;
 }
 
-/**
- * Keeps what is typed from being shown, as long as it exists. A shell would show it again after a
- * stop by Ctrl-Z, so the keys that stop and that abort do nothing meanwhile.
- */
-class SilentInput
+Completion completionToPaths()
 {
-public:
-    SilentInput() : m_isTerminal(::tcgetattr(STDIN_FILENO, &m_earlier) == 0)
-    {
-        termios silent = m_earlier;
-        silent.c_lflag &= ~tcflag_t(ECHO);
-        silent.c_cc[VSUSP] = _POSIX_VDISABLE;
-        silent.c_cc[VQUIT] = _POSIX_VDISABLE;
-        if (m_isTerminal)
-            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-    }
-    ~SilentInput()
-    {
-        if (m_isTerminal)
-            ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_earlier);
-    }
-
-private:
-    termios m_earlier = {};
-    const bool m_isTerminal;
-};
+    Completion completion;
+    completion.paths = true;
+    return completion;
+}
 
 }
 
@@ -75,7 +59,10 @@ Terminal::Terminal(Style style, const Cancellation &cancellation)
     : m_style(style)
     , m_cancellation(cancellation)
     , m_screen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
-    , m_isTerminal(::isatty(m_screen))
+    , m_canRewrite(canRewrite(m_screen))
+    , m_paint(m_screen)
+    , m_errorPaint(STDERR_FILENO)
+    , m_input(m_screen, cancellation)
     , m_ticker(&Terminal::tick, this)
 {
 }
@@ -117,57 +104,111 @@ void Terminal::log(const QString &text)
                     + text.toUtf8() + '\n');
 }
 
+// --- What is shown ---
+
+int Terminal::width() const
+{
+    winsize size = {};
+    return ::ioctl(m_screen, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usualWidth;
+}
+
 QString Terminal::elapsed() const
 {
-    return QStringLiteral("%1 s").arg(double(m_stageTime.elapsed()) / 1000, 0, 'f', 1);
+    constexpr int longSeconds = 100;
+    const qint64 time = m_stageTime.elapsed();
+    if (time < longSeconds * 1000)
+        return QStringLiteral("%1 s").arg(double(time) / 1000, 0, 'f', 1);
+    return QStringLiteral("%1 min %2 s")
+        .arg(time / 60000)
+        .arg(time / 1000 % 60, 2, 10, QLatin1Char('0'));
 }
 
-// --- What is shown. The private functions expect the mutex to be held. ---
+void Terminal::write(const QString &text) { writeAll(m_screen, text.toLocal8Bit()); }
 
-void Terminal::writeLine(const QString &text)
+void Terminal::writeLine(const QString &text, Colour colour)
 {
-    writeAll(m_screen, text.toLocal8Bit() + '\n');
-    log(text);
+    const QString shown = printable(text);
+    write(m_paint(colour, shown) + QLatin1Char('\n'));
+    log(shown);
 }
 
-void Terminal::writeErrorLine(const QString &text)
+void Terminal::writeErrorLine(const QString &text, Colour colour)
 {
-    writeAll(STDERR_FILENO, text.toLocal8Bit() + '\n');
-    log(text);
+    const QString shown = printable(text);
+    writeAll(STDERR_FILENO, (m_errorPaint(colour, shown) + QLatin1Char('\n')).toLocal8Bit());
+    log(shown);
+}
+
+/** Takes back the line that is not ended, also where a terminal made narrower has broken it. */
+void Terminal::erase()
+{
+    if (!m_canRewrite || m_drawnColumns == 0)
+        return;
+    const int rowsAbove = (m_drawnColumns - 1) / width();
+    write(rowsAbove > 0 ? QStringLiteral("\x1b[%1A\r\x1b[J").arg(rowsAbove)
+                        : QStringLiteral("\r\x1b[K"));
+    m_drawnColumns = 0;
 }
 
 /** Makes room for lines below that of the running stage. */
 void Terminal::breakStageLine()
 {
-    if (m_state != Open)
-        return;
-    writeAll(m_screen, m_isTerminal ? clearLine + m_stageLine.toLocal8Bit() + '\n' : "\n");
-    m_state = Broken;
+    if (m_state == Open) {
+        erase();
+        write(m_canRewrite ? m_stageLine + QLatin1Char('\n') : QStringLiteral("\n"));
+        m_state = Broken;
+    }
+    erase();
+}
+
+void Terminal::draw(const QString &line)
+{
+    erase();
+    const QString text = m_canRewrite ? fitted(line, width() - 1) : line;
+    m_drawnColumns = columnsOf(text);
+    write(text);
 }
 
 void Terminal::drawProgress()
 {
-    if (!m_isTerminal || m_style.verbose || !isWorking())
+    if (!m_canRewrite || m_style.verbose || !isWorking())
         return;
+    const int room = width() - 1;
+    const QString time = QLatin1Char(' ') + elapsed();
     QString line = m_state == Open ? m_stageLine : QStringLiteral("        ");
-    line += QStringLiteral(" %1").arg(elapsed());
-    if (!m_activity.isEmpty())
+    line = fitted(line, room - columnsOf(time)) + time;
+    if (!m_activity.isEmpty() && room - columnsOf(line) >= usefulActivity)
         line += QStringLiteral(" | ") + m_activity;
-    writeAll(m_screen, clearLine + line.left(terminalWidth(m_screen) - 1).toLocal8Bit());
+    draw(line);
 }
 
 void Terminal::tick()
 {
     std::unique_lock<std::mutex> lock(m_mutex);
-    while (
-        !m_ending.wait_for(lock, std::chrono::milliseconds(250), [this] { return m_isEnding; })) {
-        if (isWorking() && !m_interruptTold && m_cancellation.isRequested()) {
-            m_interruptTold = true;
-            breakStageLine();
-            writeLine(QStringLiteral("    Interrupted: stopping as soon as this stage can end."));
-        }
+    while (!m_ending.wait_for(lock, tickInterval, [this] { return m_isEnding; })) {
+        if (isWorking() && m_cancellation.isRequested())
+            tellOfInterrupt();
         drawProgress();
     }
+}
+
+/** Once for each time that the user wants to stop: it may be long until that is possible. */
+void Terminal::tellOfInterrupt()
+{
+    const int wanted = std::max(1, interruptCount());
+    if (m_interruptsTold == wanted)
+        return;
+    const QVector<Process> tools = runningChildren();
+    QString text = QStringLiteral("Interrupted: stopping as soon as this stage can end.");
+    if (!tools.isEmpty())
+        text = (m_interruptsTold == 0
+                    ? QStringLiteral("Interrupted: stopping as soon as %1 has ended.")
+                    : QStringLiteral("Interrupted again: %1 still runs, and is not broken off in "
+                                     "the midst of what it does."))
+                   .arg(tools.first().description());
+    m_interruptsTold = wanted;
+    breakStageLine();
+    writeLine(QStringLiteral("    ") + text);
 }
 
 void Terminal::stageStarted(int number, int count, const QString &title)
@@ -177,7 +218,7 @@ void Terminal::stageStarted(int number, int count, const QString &title)
     m_activity.clear();
     m_stageTime.start();
     m_state = Open;
-    writeAll(m_screen, m_stageLine.toLocal8Bit());
+    draw(m_stageLine);
     log(m_stageLine);
     if (m_style.verbose)
         breakStageLine();
@@ -186,37 +227,38 @@ void Terminal::stageStarted(int number, int count, const QString &title)
 void Terminal::stageEnded(const Outcome &outcome)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    QString ending;
+    QString word;
+    Colour colour = Colour::Bad;
+    QString remark = QStringLiteral(" (%1)").arg(elapsed());
     switch (outcome.kind) {
     case Outcome::Done:
-        ending = QStringLiteral(" done (%1)").arg(elapsed());
+        word = QStringLiteral("done");
+        colour = Colour::Good;
         break;
     case Outcome::Skipped:
-        ending = QStringLiteral(" skipped");
+        word = QStringLiteral("skipped");
+        colour = Colour::Plain;
+        remark.clear();
         break;
     case Outcome::Failed:
-        ending = (outcome.code == ExitCode::Interrupted ? QStringLiteral(" interrupted (%1)")
-                                                        : QStringLiteral(" FAILED (%1)"))
-                     .arg(elapsed());
+        word = outcome.code == ExitCode::Interrupted ? QStringLiteral("interrupted")
+                                                     : QStringLiteral("FAILED");
         break;
     }
     if (outcome.kind != Outcome::Failed && !outcome.sentence.isEmpty())
-        ending += QStringLiteral(": ") + outcome.sentence;
-    if (m_isTerminal)
-        writeAll(m_screen, clearLine + m_stageLine.toLocal8Bit());
-    else if (m_state != Open)
-        writeAll(m_screen, m_stageLine.toLocal8Bit());
+        remark += QStringLiteral(": ") + printable(outcome.sentence);
+    erase();
+    if (m_canRewrite || m_state != Open)
+        write(m_stageLine);
     m_state = Idle;
-    writeAll(m_screen, ending.toLocal8Bit() + '\n');
-    log(m_stageLine + ending);
+    write(QLatin1Char(' ') + m_paint(colour, word) + remark + QLatin1Char('\n'));
+    log(m_stageLine + QLatin1Char(' ') + word + remark);
 }
 
 void Terminal::note(const QString &text)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     breakStageLine();
-    if (m_isTerminal)
-        writeAll(m_screen, clearLine);
     writeLine(QStringLiteral("    ") + text);
 }
 
@@ -254,75 +296,98 @@ void Terminal::libraryLine(const QString &line)
 void Terminal::report(const Result &result)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    const bool isSuccess = result.code() == ExitCode::Success;
     if (!result.changes.isEmpty()) {
         writeLine(QString());
-        writeLine(result.code() == ExitCode::Success
-                      ? QStringLiteral("What was written:")
-                      : QStringLiteral("What was written until then:"));
+        writeLine(isSuccess ? QStringLiteral("What was written:")
+                            : QStringLiteral("What was written until then:"),
+                  Colour::Heading);
         for (const Change &change : result.changes)
             writeLine(QStringLiteral("  %1  (%2)").arg(change.path, change.what));
     }
-    if (result.code() == ExitCode::Success) {
+    if (isSuccess) {
         writeLine(QString());
-        writeLine(QStringLiteral("The connection is set up."));
+        writeLine(QStringLiteral("The connection is set up."), Colour::Good);
         for (const QString &text : qAsConst(m_reminders))
             writeLine(text);
         return;
     }
     writeErrorLine(QString());
-    writeErrorLine(QStringLiteral("%1 %2").arg(result.outcome.sentence, result.outcome.nextStep));
+    writeErrorLine(QStringLiteral("%1 %2").arg(result.outcome.sentence, result.outcome.nextStep),
+                   Colour::Bad);
     for (const QString &line : result.toolLines)
         writeErrorLine(QStringLiteral("    | ") + line);
     if (!result.changes.isEmpty())
         writeErrorLine(QStringLiteral("kestra-setup undo makes everything as it was before."));
+    else if (result.code() == ExitCode::Interrupted)
+        writeErrorLine(QStringLiteral("Nothing was changed."));
 }
 
 // --- Questions ---
 
-/** Returns the next line of standard input, or nothing at its end or when the run is to stop. */
-std::optional<QByteArray> Terminal::readLine()
-{
-    for (;;) {
-        const int end = m_input.indexOf('\n');
-        if (end >= 0) {
-            const QByteArray line = m_input.left(end);
-            m_input.remove(0, end + 1);
-            return line;
-        }
-        pollfd sources[] = {{STDIN_FILENO, POLLIN, 0}, {m_cancellation.descriptor(), POLLIN, 0}};
-        if (::poll(sources, 2, -1) < 0 && errno != EINTR)
-            return std::nullopt;
-        if (m_cancellation.isRequested())
-            return std::nullopt;
-        if (sources[0].revents == 0)
-            continue;
-        char buffer[1024];
-        const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (count <= 0)
-            return std::nullopt;
-        m_input.append(buffer, int(count));
-    }
-}
-
 void Terminal::beginQuestion()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_state == Asking)
+        return;
     breakStageLine();
+    m_stateBeforeQuestion = m_state;
     m_state = Asking;
+    if (Input::isTerminal() && !m_helpOffered)
+        write(QStringLiteral("A question mark as an answer explains the question; Ctrl-C ends the "
+                             "set-up.\n"));
+    m_helpOffered = true;
 }
 
-std::optional<QString> Terminal::askText(const QString &question)
+void Terminal::endQuestion()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_state = m_stateBeforeQuestion;
+}
+
+std::optional<QString> Terminal::ask(const QString &question, const Completion &completion)
 {
     if (m_style.unattended)
         return std::nullopt;
-    beginQuestion();
-    writeAll(m_screen, question.toLocal8Bit() + ": ");
-    const auto line = readLine();
-    if (!line) {
-        writeAll(m_screen, "\n");
-        return std::nullopt;
+    for (;;) {
+        beginQuestion();
+        const auto line = m_input.ask(question.toLocal8Bit() + ": ", completion);
+        endQuestion();
+        if (!line)
+            return std::nullopt;
+        const QString answer = textFromBytes(*line).trimmed();
+        if (answer != QLatin1String("?"))
+            return answer;
+        showHelp();
     }
-    return textFromBytes(*line).trimmed();
+}
+
+void Terminal::explain(const QString &help) { m_help = help; }
+
+void Terminal::showHelp()
+{
+    const QString keys = QStringLiteral("The Tab key completes what is typed, where there is "
+                                        "something to choose from. Ctrl-C ends the set-up.");
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const QString &line : wrapped(joined({m_help, keys}), width() - 1))
+        write(printable(line) + QLatin1Char('\n'));
+}
+
+void Terminal::refuse(const QString &why)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    breakStageLine();
+    writeLine(why, Colour::Bad);
+}
+
+std::optional<QString> Terminal::askText(const QString &question) { return ask(question, {}); }
+
+std::optional<QString> Terminal::askPath(const QString &question)
+{
+    const auto answer = ask(question, completionToPaths());
+    if (!answer)
+        return std::nullopt;
+    return pathFromShell(*answer);
 }
 
 std::optional<QString> Terminal::askSecret(const QString &question)
@@ -330,10 +395,8 @@ std::optional<QString> Terminal::askSecret(const QString &question)
     if (m_style.unattended)
         return std::nullopt;
     beginQuestion();
-    const SilentInput silent;
-    writeAll(m_screen, question.toLocal8Bit() + ": ");
-    const auto line = readLine();
-    writeAll(m_screen, "\n");
+    const auto line = m_input.askSecret(question.toLocal8Bit() + ": ");
+    endQuestion();
     if (!line)
         return std::nullopt;
     return textFromBytes(*line);
@@ -356,10 +419,13 @@ std::optional<QString> Terminal::choose(const QString &question, const QStringLi
             return match;
         if (matches.size() == 1)
             return matches.first();
+        if (isAnswered && answer == backAnswer())
+            return answer;
         beginQuestion();
         offered = offer(matches, answer, names, isAnswered && answer.isEmpty());
-        const auto next = askText(offered.isEmpty() ? question + QLatin1String(", or a part of it")
-                                                    : question + QLatin1String(", or its number"));
+        const auto next = ask(offered.isEmpty() ? question + QLatin1String(", or a part of it")
+                                                : question + QLatin1String(", or its number"),
+                              completionTo(names));
         if (!next)
             return std::nullopt;
         answer = *next;
@@ -378,13 +444,14 @@ QStringList Terminal::offer(const QStringList &matches, const QString &answer,
         sentence = QStringLiteral("%1 to choose from; the Enter key alone lists all %2.")
                        .arg(matches.size())
                        .arg(names.size());
+    const std::lock_guard<std::mutex> lock(m_mutex);
     if (!sentence.isEmpty()) {
-        writeAll(m_screen, sentence.toLocal8Bit() + '\n');
+        write(printable(sentence) + QLatin1Char('\n'));
         return {};
     }
     QStringList entries;
     for (const QString &name : matches)
-        entries.append(QStringLiteral("%1  %2").arg(entries.size() + 1, 4).arg(name));
+        entries.append(QStringLiteral("%1  %2").arg(entries.size() + 1, 4).arg(printable(name)));
     writeColumns(entries);
     return matches;
 }
@@ -392,18 +459,50 @@ QStringList Terminal::offer(const QStringList &matches, const QString &answer,
 /** A short list is one column; a long one reads downwards in as many as there is room for. */
 void Terminal::writeColumns(const QStringList &entries)
 {
-    int width = 0;
+    int widest = 0;
     for (const QString &entry : entries)
-        width = std::max(width, int(entry.size()) + 2);
-    const int fitting = std::max(1, terminalWidth(m_screen) / width);
+        widest = std::max(widest, columnsOf(entry) + 2);
+    const int fitting = std::max(1, width() / widest);
     const int columns = entries.size() > longestList ? fitting : 1;
     const int lines = (int(entries.size()) + columns - 1) / columns;
     for (int line = 0; line < lines; ++line) {
         QString text;
         for (int i = line; i < entries.size(); i += lines)
-            text += i + lines < entries.size() ? entries[i].leftJustified(width) : entries[i];
-        writeAll(m_screen, text.toLocal8Bit() + '\n');
+            text += i + lines < entries.size() ? padded(entries[i], widest) : entries[i];
+        write(text + QLatin1Char('\n'));
     }
+}
+
+std::optional<bool> Terminal::agree(const Summary &summary)
+{
+    if (!Input::isTerminal()) // whoever has written all answers in advance has agreed
+        return true;
+    showSummary(summary);
+    for (;;) {
+        const auto answer = askText(QStringLiteral("Go on (yes or no)"));
+        if (!answer)
+            return std::nullopt;
+        if (const auto decision = yesOrNo(*answer))
+            return decision;
+        refuse(QStringLiteral("Please answer yes or no."));
+    }
+}
+
+void Terminal::showSummary(const Summary &summary)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    int widest = 0;
+    for (const Summary::Answer &answer : summary.answers)
+        widest = std::max(widest, columnsOf(answer.what) + 2);
+    writeLine(QString());
+    writeLine(QStringLiteral("What will be done with these answers:"), Colour::Heading);
+    for (const Summary::Answer &answer : summary.answers)
+        writeLine(QStringLiteral("  ") + padded(answer.what, widest) + answer.value);
+    writeLine(QString());
+    const QString steps = summary.steps.join(QStringLiteral(", ")) + QLatin1Char('.');
+    for (const QString &line : wrapped(steps, width() - 3))
+        writeLine(QStringLiteral("  ") + line);
+    writeLine(QString());
 }
 
 }

@@ -6,8 +6,9 @@
 
 #include "engine/cancellation.h"
 #include "engine/frontend.h"
+#include "input.h"
+#include "paint.h"
 
-#include <QByteArray>
 #include <QElapsedTimer>
 #include <QFile>
 
@@ -21,7 +22,7 @@ namespace Setup {
  * The user interface on a terminal, or on whatever standard input and output are.
  *
  * On a terminal the line of the running stage is rewritten with the time it has taken and the last
- * line of its tool. Elsewhere each stage is one line.
+ * line of its tool, in what room there is. Elsewhere each stage is one line.
  */
 class Terminal : public Frontend
 {
@@ -49,10 +50,14 @@ public:
     void waiting(const QString &forWhat) override;
     void toolLine(const QString &line) override;
     void libraryLine(const QString &line) override;
+    void explain(const QString &help) override;
+    void refuse(const QString &why) override;
     std::optional<QString> askText(const QString &question) override;
+    std::optional<QString> askPath(const QString &question) override;
     std::optional<QString> askSecret(const QString &question) override;
     std::optional<QString> choose(const QString &question, const QStringList &names,
                                   const QString &hint) override;
+    std::optional<bool> agree(const Summary &summary) override;
 
 private:
     enum State {
@@ -64,33 +69,49 @@ private:
 
     bool isWorking() const { return m_state == Open || m_state == Broken; }
 
+    // What is shown; for these the mutex must be held.
+    int width() const;
     QString elapsed() const;
-    void writeLine(const QString &text);
-    void writeErrorLine(const QString &text);
+    void write(const QString &text);
+    void writeLine(const QString &text, Colour colour = Colour::Plain);
+    void writeErrorLine(const QString &text, Colour colour = Colour::Plain);
+    void erase();
     void breakStageLine();
-    void beginQuestion();
+    void draw(const QString &line);
     void drawProgress();
-    void tick();
+    void tellOfInterrupt();
     void log(const QString &text);
-    std::optional<QByteArray> readLine();
+    void writeColumns(const QStringList &entries);
+
+    void tick();
+    void beginQuestion();
+    void endQuestion();
+    std::optional<QString> ask(const QString &question, const Completion &completion);
     QStringList offer(const QStringList &matches, const QString &answer, const QStringList &names,
                       bool isLongListWanted);
-    void writeColumns(const QStringList &entries);
+    void showHelp();
+    void showSummary(const Summary &summary);
 
     const Style m_style;
     const Cancellation &m_cancellation;
     const int m_screen;
-    const bool m_isTerminal;
+    const bool m_canRewrite;
+    const Paint m_paint;
+    const Paint m_errorPaint;
     QFile m_log;
-    QByteArray m_input;
+    Input m_input;
+    QString m_help;
+    bool m_helpOffered = false;
 
     std::mutex m_mutex; ///< for all below
     State m_state = Idle;
+    State m_stateBeforeQuestion = Idle;
+    int m_drawnColumns = 0; ///< of the last line, which may be rewritten
     QString m_stageLine;
     QString m_activity;
     QStringList m_reminders;
     QElapsedTimer m_stageTime;
-    bool m_interruptTold = false;
+    int m_interruptsTold = 0;
     bool m_isEnding = false;
     std::condition_variable m_ending;
     std::thread m_ticker;

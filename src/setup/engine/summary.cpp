@@ -1,0 +1,88 @@
+// SPDX-FileCopyrightText: 2026 The libkestra developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "summary.h"
+
+#include "session.h"
+
+namespace Setup {
+
+namespace {
+
+QString modem(const Session &session)
+{
+    return QStringLiteral("%1 (driver %2, version %3)")
+        .arg(session.modem.name, session.modem.driver, session.modem.driverVersion);
+}
+
+QString driver(const Session &session)
+{
+    return QStringLiteral("built from %1").arg(session.settings.driverBundle);
+}
+
+QString packages(const Session &session)
+{
+    if (!session.settings.packages.isEmpty())
+        return session.settings.packages;
+    return QStringLiteral("what the connection needs");
+}
+
+QString country(const Session &session) { return session.line.country; }
+
+QString provider(const Session &session)
+{
+    return QStringLiteral("%1 (%2.%3, %4, %5)")
+        .arg(session.line.service)
+        .arg(session.line.vpi)
+        .arg(session.line.vci)
+        .arg(session.line.protocol, session.line.encapsulation);
+}
+
+QString user(const Session &session) { return session.user; }
+
+QString password(const Session &) { return QStringLiteral("not shown"); }
+
+QString boot(const Session &) { return QStringLiteral("the connection is started"); }
+
+QString nameServers(const Session &session)
+{
+    if (!session.settings.nameServers.isEmpty())
+        return session.settings.nameServers;
+    if (session.line.nameServers.isEmpty())
+        return QStringLiteral("those that the provider announces");
+    return session.line.nameServers.join(QStringLiteral(", "));
+}
+
+struct Row
+{
+    const char *what;
+    unsigned goals; ///< it matters to any of these
+    QString (*value)(const Session &);
+};
+
+constexpr Row rows[] = {
+    {"Modem", Goal::Driver | Goal::Connection, modem},
+    {"Driver", Goal::Driver, driver},
+    {"Packages", Goal::Packages, packages},
+    {"Country", Goal::Connection, country},
+    {"Provider", Goal::Connection, provider},
+    {"User name", Goal::Connection, user},
+    {"Password", Goal::Connection, password},
+    {"At boot", Goal::Boot, boot},
+    {"Name servers", Goal::NameServers, nameServers},
+};
+
+}
+
+Summary summaryOf(const Session &session, const QStringList &steps)
+{
+    Summary summary;
+    for (const Row &row : rows) {
+        if (session.settings.wants(row.goals))
+            summary.answers.append({QString::fromLatin1(row.what), row.value(session)});
+    }
+    summary.steps = steps;
+    return summary;
+}
+
+}
