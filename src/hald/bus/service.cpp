@@ -37,8 +37,8 @@ Service::Service(const Options &options)
     connect(&m_reconnectTimer, &QTimer::timeout, this, &Service::reconnect);
 }
 
-// The connection closes with the process. Closed here, the thread of the bus would still have to let
-// go of our objects when they are gone.
+// The connection closes with the process. Closed here, the thread of the bus would still have to
+// let go of our objects when they are gone.
 Service::~Service() { giveUpName(); }
 
 QDBusConnection Service::connection() const { return QDBusConnection(connectionName); }
