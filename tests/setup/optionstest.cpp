@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "options.h"
+#include "files.h"
 #include "literals.h"
 
 #include <QDir>
@@ -42,6 +43,7 @@ private Q_SLOTS:
     void help();
     void thePasswordIsNoOption();
     void helpNamesEveryOptionAndExitCode();
+    void manualPageTellsAll();
 };
 
 void OptionsTest::refusesWithOneSentence_data()
@@ -250,6 +252,36 @@ void OptionsTest::helpNamesEveryOptionAndExitCode()
         expected.append(number);
     expected.append(130);
     QCOMPARE(numbers, expected);
+}
+
+void OptionsTest::manualPageTellsAll()
+{
+    QString page = QString::fromUtf8(readFile(QStringLiteral(KESTRA_MANUAL_PAGE)));
+    page.replace("\\-"_s, "-"_s);
+    static const QRegularExpression option("^ +(?:-., )?(--[a-z-]+)"_s,
+                                           QRegularExpression::MultilineOption);
+    static const QRegularExpression code("^ +([0-9]+)  (.*)$"_s,
+                                         QRegularExpression::MultilineOption);
+    QStringList missing;
+    for (const Setup::Command &command : Setup::commands()) {
+        const QString help = Setup::helpText(command);
+        if (!page.contains(QLatin1String(command.name)))
+            missing.append(QLatin1String(command.name));
+        for (auto match = option.globalMatch(help); match.hasNext();) {
+            const QString name = match.next().captured(1);
+            if (!page.contains(QRegularExpression(name + "\\b(?!-)"_s)))
+                missing.append(name);
+        }
+        for (auto match = code.globalMatch(help); match.hasNext();) {
+            const QStringList row = match.next().capturedTexts();
+            const QString meaning = row.at(2).left(1).toUpper() + row.at(2).mid(1);
+            const QString entry = ".TP\n%1\n%2.\n"_s.arg(row.at(1), meaning);
+            if (!page.contains(entry))
+                missing.append(entry);
+        }
+    }
+    missing.removeDuplicates();
+    QCOMPARE(missing, QStringList());
 }
 
 QTEST_GUILESS_MAIN(OptionsTest)
