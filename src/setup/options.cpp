@@ -126,6 +126,9 @@ const Row rows[] = {
     {"password-stdin", "", "", "Read the password from standard input.",
      &Options::passwordFromInput, whoConnects},
 
+    {"output", "FILE", "", "Write the report to FILE, which must not exist yet.",
+     Path {&Options::output}, Command::Report},
+
     {"force", "", "", "Also what somebody has changed since the set-up.", &Options::force,
      Command::Undo | Command::UndoPart},
     {"packages", "", "", "Remove the packages, too, that the set-up has installed.",

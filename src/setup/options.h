@@ -24,6 +24,7 @@ struct Options : Settings
     bool json = false;
     QString logFile;
     QString validate;
+    QString output;
     bool force = false;
     bool removePackages = false;
 

@@ -180,12 +180,16 @@ void MaskTest::loginIsTakenOutOfOptions_data()
 
     QTest::newRow("ours") << QByteArray("noauth\nuser \"me@net\"\n")
                           << QByteArray("noauth\nuser ********\n");
-    QTest::newRow("needless backslash") << QByteArray("user m\\e password x mtu 3\n")
-                                        << QByteArray("user ******** password ******** mtu 3\n");
+    QTest::newRow("needless backslash")
+        << QByteArray("mtu 3 user m\\e password x\n") << QByteArray("mtu 3 user ********\n");
     QTest::newRow("out of use") << QByteArray("  #user me\n") << QByteArray("#user ********\n");
     QTest::newRow("prose") << QByteArray("# the name of it\n") << QByteArray("# the name of it\n");
     QTest::newRow("quotes of others")
-        << QByteArray("connect \"chat 'a b'\"\n") << QByteArray("connect \"chat 'a b'\"\n");
+        << QByteArray("plugin \"a b.so\"\n") << QByteArray("plugin \"a b.so\"\n");
+    QTest::newRow("without quotation marks")
+        << QByteArray("password a b c\n") << QByteArray("password ********\n");
+    QTest::newRow("command") << QByteArray("connect \"chat ogin: me word: x\"\n")
+                             << QByteArray("connect ********\n");
 }
 
 void MaskTest::loginIsTakenOutOfOptions()

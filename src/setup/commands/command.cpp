@@ -45,6 +45,8 @@ const QVector<Command> &commands()
          "Tell which name servers are set, and whether they answer.", checkNameServers},
         {Command::UndoPart, "dns restore", "", "Bring the earlier name servers back.",
          restoreNameServers},
+        {Command::Report, "report", "", "Pack logs, versions and states to send to a helper.",
+         makeReport},
         {Command::Undo, "undo", "", "Make everything as it was before the first set-up.", undoAll},
     };
     return table;
@@ -89,17 +91,6 @@ Answer ask(const Options &options)
 
 void put(FILE *stream, const QByteArray &text) { fwrite(text.constData(), 1, text.size(), stream); }
 
-void printJson(const Answer &answer)
-{
-    QJsonObject json = answer.json;
-    if (answer.outcome.kind == Outcome::Failed)
-        json.insert(QStringLiteral("error"),
-                    QJsonObject {{QStringLiteral("code"), int(answer.outcome.code)},
-                                 {QStringLiteral("message"), answer.outcome.sentence},
-                                 {QStringLiteral("next_step"), answer.outcome.nextStep}});
-    put(stdout, QJsonDocument(json).toJson());
-}
-
 void printLines(const Answer &answer)
 {
     for (const QString &line : answer.lines)
@@ -115,10 +106,21 @@ void printLines(const Answer &answer)
 
 ExitCode runCommand(const Options &options) { return print(ask(options), options.json); }
 
+QJsonObject jsonOf(const Answer &answer)
+{
+    QJsonObject json = answer.json;
+    if (answer.outcome.kind == Outcome::Failed)
+        json.insert(QStringLiteral("error"),
+                    QJsonObject {{QStringLiteral("code"), int(answer.outcome.code)},
+                                 {QStringLiteral("message"), answer.outcome.sentence},
+                                 {QStringLiteral("next_step"), answer.outcome.nextStep}});
+    return json;
+}
+
 ExitCode print(const Answer &answer, bool asJson)
 {
     if (asJson)
-        printJson(answer);
+        put(stdout, QJsonDocument(jsonOf(answer)).toJson());
     else
         printLines(answer);
     if (fflush(stdout) == 0)

@@ -37,7 +37,8 @@ struct Command
         Packages = 128,
         Connect = 256,
         NameServers = 512,
-        Boot = 1024
+        Boot = 1024,
+        Report = 2048
     };
     static constexpr unsigned every = ~0U;
     static constexpr unsigned staged =
@@ -65,6 +66,9 @@ ExitCode runCommand(const Options &options);
 /** Goes through the stages of the command of the options, on the terminal or for a program. */
 ExitCode runStages(const Options &options);
 
+/** What an answer is for a program, with what went wrong. */
+QJsonObject jsonOf(const Answer &answer);
+
 /** Prints an answer. Returns its code, or another one when that was impossible. */
 ExitCode print(const Answer &answer, bool asJson);
 
@@ -79,6 +83,9 @@ Answer listDrivers(const Options &options);
 
 // providers.cpp
 Answer listProviders(const Options &options);
+
+// report.cpp
+Answer makeReport(const Options &options);
 
 // status.cpp
 Answer tellStatus(const Options &options);

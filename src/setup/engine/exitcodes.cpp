@@ -40,6 +40,7 @@ constexpr Row rows[] = {
     {ExitCode::Undo, "not everything could be undone"},
     {ExitCode::Running, "another set-up is running"},
     {ExitCode::Start, "the connection did not come up"},
+    {ExitCode::Report, "the report could not be written"},
     {ExitCode::Interrupted, "interrupted"},
 };
 

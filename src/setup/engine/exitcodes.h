@@ -35,6 +35,7 @@ enum class ExitCode {
     Undo = 22,
     Running = 23,
     Start = 24,
+    Report = 25,
     Interrupted = 130,
 };
 

@@ -11,6 +11,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace Setup {
 
 namespace {
@@ -23,6 +25,11 @@ const QLatin1String peers("/etc/ppp/peers");
 // The options that a user name or a password follows.
 const QStringList options = {QStringLiteral("user"), QStringLiteral("name"),
                              QStringLiteral("password"), QStringLiteral("remotename")};
+
+// The options that a command follows, which may log in by itself.
+const QStringList commands = {QStringLiteral("connect"), QStringLiteral("disconnect"),
+                              QStringLiteral("init"), QStringLiteral("welcome"),
+                              QStringLiteral("pty")};
 
 /** The line, and what it says when it was only taken out of use. */
 QString withoutCommentSign(QString line)
@@ -129,18 +136,18 @@ QByteArray Secrets::withoutLogin(const QByteArray &content)
     QList<QByteArray> lines = content.split('\n');
     for (QByteArray &line : lines) {
         const QString text = textFromBytes(line);
-        QStringList words = pppdWords(withoutCommentSign(text));
-        bool isChanged = false;
-        for (int i = 0; i + 1 < words.size(); ++i) {
-            if (!options.contains(words.at(i)) || (isComment(text) && words.size() != 2))
-                continue;
-            words[i + 1] = QStringLiteral("********");
-            isChanged = true;
-        }
-        if (isChanged)
-            line =
-                ((isComment(text) ? QStringLiteral("#") : QString()) + words.join(QLatin1Char(' ')))
-                    .toUtf8();
+        const QStringList words = pppdWords(withoutCommentSign(text));
+        if (isComment(text) && words.size() != 2)
+            continue;
+        const auto first = std::find_if(words.cbegin(), words.cend(), [](const QString &word) {
+            return options.contains(word) || commands.contains(word);
+        });
+        if (std::distance(first, words.cend()) < 2)
+            continue;
+        // To the end of the line: what is meant to be one word may lack its quotation marks.
+        const QStringList shown = words.mid(0, int(std::distance(words.cbegin(), first)) + 1);
+        line = (isComment(text) ? "#" : "")
+            + (shown + QStringList {QStringLiteral("********")}).join(QLatin1Char(' ')).toUtf8();
     }
     return lines.join('\n');
 }
