@@ -68,6 +68,12 @@ private Q_SLOTS:
     void missingParentsAreRemembered();
     void fullDiskLosesNothing();
     void packagesThatOthersNeedStay();
+
+    void treeIsRemovedWithAllThatIsInIt();
+    void treeOfOthersComesBack();
+    void treeThatSomebodyHasEditedStays();
+    void treeOfACutOffRunIsRemoved();
+    void treesDoNotReachThroughLinks();
 };
 
 void StoreTest::init()
@@ -462,6 +468,112 @@ void StoreTest::packagesThatOthersNeedStay()
     QCOMPARE(Setup::undoAll(options).outcome.code, Setup::ExitCode::Success);
     QVERIFY(!isInstalled("kestra-test-ours"_s));
     QCOMPARE(Store().packages(), QStringList());
+}
+
+namespace {
+
+const QString tree = place + "/a/tree"_s;
+
+void fillTree()
+{
+    writeFile(tree + "/Makefile"_s, "all:\n");
+    writeFile(tree + "/deep/er/.hidden"_s, "x", 0400);
+    QVERIFY(QFile::link("/nowhere"_s, tree + "/link"_s));
+}
+
+}
+
+void StoreTest::treeIsRemovedWithAllThatIsInIt()
+{
+    {
+        Store store;
+        QVERIFY(store.rememberTree(Part::Driver, tree));
+        fillTree();
+        QVERIFY(store.finish());
+    }
+    Store store;
+    const Setup::Undone undone = store.undo({Part::Driver}, false);
+    QCOMPARE(undone.failed + undone.edited, QStringList());
+    QCOMPARE(undone.restored, QStringList({tree, place + "/a"_s}));
+    QVERIFY(!exists(place + "/a"_s));
+}
+
+void StoreTest::treeOfOthersComesBack()
+{
+    writeFile(tree + "/notes"_s, "mine", 0640);
+    writeFile(tree + "/sub/Makefile"_s, "my own");
+    makeDirectory(tree + "/empty"_s);
+    const QStringList before = listTree(place);
+    {
+        Store store;
+        QVERIFY(store.rememberTree(Part::Driver, tree));
+        remove(tree);
+        fillTree();
+        QVERIFY(store.finish());
+    }
+    Store store;
+    const Setup::Undone undone = store.undo({Part::Driver}, false);
+    QCOMPARE(undone.failed + undone.edited, QStringList());
+    QCOMPARE(listTree(place), before);
+    QCOMPARE(readFile(tree + "/notes"_s), QByteArray("mine"));
+    QCOMPARE(fileMode(tree + "/notes"_s), 0640);
+    QCOMPARE(readFile(tree + "/sub/Makefile"_s), QByteArray("my own"));
+}
+
+void StoreTest::treeThatSomebodyHasEditedStays()
+{
+    {
+        Store store;
+        QVERIFY(store.rememberTree(Part::Driver, tree));
+        fillTree();
+        QVERIFY(store.finish());
+    }
+    writeFile(tree + "/deep/er/.hidden"_s, "y", 0400);
+    {
+        Store store;
+        QCOMPARE(store.undo({Part::Driver}, false).edited.value(0), tree);
+        QVERIFY(exists(tree + "/Makefile"_s));
+    }
+    {
+        // A second run fills it anew.
+        Store store;
+        QVERIFY(store.rememberTree(Part::Driver, tree));
+        QVERIFY(store.finish());
+    }
+    Store store;
+    QVERIFY(store.undo({Part::Driver}, false).restored.contains(tree));
+    QVERIFY(!exists(tree));
+}
+
+/** What tools did when nobody looked is not taken for somebody's work. */
+void StoreTest::treeOfACutOffRunIsRemoved()
+{
+    writeFile(tree + "/notes"_s, "mine");
+    {
+        Store store;
+        QVERIFY(store.rememberTree(Part::Driver, tree));
+        remove(tree);
+        fillTree();
+        QVERIFY(store.seal());
+        writeFile(tree + "/deep/later"_s, "");
+    }
+    Store store;
+    const Setup::Undone undone = store.undo({Part::Driver}, false);
+    QCOMPARE(undone.failed + undone.edited, QStringList());
+    QCOMPARE(listTree(tree), QStringList("notes"_s));
+}
+
+void StoreTest::treesDoNotReachThroughLinks()
+{
+    const QString other = place + "/other"_s;
+    writeFile(other + "/file"_s, "");
+    Store store;
+    QVERIFY(store.rememberTree(Part::Driver, tree));
+    makeDirectory(tree);
+    QVERIFY(QFile::link(other, tree + "/link"_s));
+    QVERIFY(store.finish());
+    QVERIFY(store.undo({Part::Driver}, false).restored.contains(tree));
+    QVERIFY(exists(other + "/file"_s));
 }
 
 KESTRA_TEST_MAIN(StoreTest)

@@ -7,12 +7,15 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QRandomGenerator>
 
 #include <array>
 #include <cerrno>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -109,7 +112,7 @@ QJsonObject FileState::toJson() const
     json.insert(QStringLiteral("nanoseconds"), double(nanoseconds));
     if (kind == Link)
         json.insert(QStringLiteral("target"), target);
-    if (kind == File)
+    if (!checksum.isEmpty())
         json.insert(QStringLiteral("checksum"), checksum);
     return json;
 }
@@ -156,6 +159,7 @@ public:
 
     bool isSafe() const { return m_isSafe; }
     bool remove() const;
+    bool removeTree() const;
     bool putFile(const FileState &state, const QString &content) const;
     bool putLink(const FileState &state) const;
     bool makeDirectory(const FileState &state) const;
@@ -218,6 +222,29 @@ bool Place::remove() const
         == 0;
 }
 
+/** By descriptors, as others may own what was unpacked, and exchange it for links. */
+bool removeAll(int directory, const char *name)
+{
+    if (::unlinkat(directory, name, 0) == 0 || errno == ENOENT)
+        return true;
+    if (errno != EISDIR && errno != EPERM)
+        return false;
+    const int descriptor =
+        ::openat(directory, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    DIR *const entries = descriptor < 0 ? nullptr : ::fdopendir(descriptor);
+    if (!entries)
+        return false;
+    while (const dirent *const entry = ::readdir(entries)) {
+        const QByteArray child = entry->d_name;
+        if (child != "." && child != "..")
+            removeAll(descriptor, child.constData());
+    }
+    ::closedir(entries);
+    return ::unlinkat(directory, name, AT_REMOVEDIR) == 0;
+}
+
+bool Place::removeTree() const { return removeAll(m_directory, m_name.constData()); }
+
 bool Place::putFile(const FileState &state, const QString &content) const
 {
     const QByteArray name = newName();
@@ -278,6 +305,34 @@ bool FileState::restore(const QString &path, const QString &content) const
         return place.makeDirectory(*this);
     }
     return false;
+}
+
+bool removeTree(const QString &path)
+{
+    const Place place(path);
+    return place.isSafe() && place.removeTree();
+}
+
+FileState stateOfTree(const QString &path)
+{
+    FileState state = FileState::of(path);
+    if (state.kind != FileState::Directory)
+        return state;
+    QStringList entries;
+    QDirIterator all(path, QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot,
+                     QDirIterator::Subdirectories);
+    while (all.hasNext())
+        entries.append(all.next());
+    entries.sort();
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    for (const QString &entry : qAsConst(entries)) {
+        FileState part = FileState::of(entry);
+        part.seconds = part.nanoseconds = 0;
+        hash.addData(QFile::encodeName(entry) + '\0');
+        hash.addData(QJsonDocument(part.toJson()).toJson(QJsonDocument::Compact));
+    }
+    state.checksum = QString::fromLatin1(hash.result().toHex());
+    return state;
 }
 
 }

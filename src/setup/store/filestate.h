@@ -45,6 +45,12 @@ struct FileState
     bool restore(const QString &path, const QString &content) const;
 };
 
+/** As FileState::of(); the checksum of a directory is one of everything below it. */
+FileState stateOfTree(const QString &path);
+
+/** Removes everything at @p path and below, and follows no link. Returns whether it is gone. */
+bool removeTree(const QString &path);
+
 }
 
 #endif

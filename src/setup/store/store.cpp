@@ -6,8 +6,10 @@
 #include "engine/ownership.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSaveFile>
@@ -60,10 +62,10 @@ QMap<QString, FileState> entriesOf(const QString &directory)
 
 StoredItem::Condition StoredItem::condition() const
 {
-    const FileState now = FileState::of(path);
+    const FileState now = isTree ? stateOfTree(path) : FileState::of(path);
     if (now.isSameAs(before))
         return AsBefore;
-    if (now.isSameAs(after))
+    if (now.isSameAs(after) || isBeingFilled())
         return AsLeft;
     return now.kind == FileState::Nothing ? Missing : Edited;
 }
@@ -92,7 +94,8 @@ void Store::read()
         append({partOf(item.value(QStringLiteral("part")).toString()),
                 item.value(QStringLiteral("path")).toString(),
                 FileState::fromJson(item.value(QStringLiteral("before")).toObject()),
-                FileState::fromJson(item.value(QStringLiteral("after")).toObject())});
+                FileState::fromJson(item.value(QStringLiteral("after")).toObject()),
+                item.value(QStringLiteral("tree")).toBool()});
     }
     const QJsonObject listings = root.value(QStringLiteral("directories")).toObject();
     for (auto i = listings.begin(); i != listings.end(); ++i) {
@@ -116,7 +119,8 @@ bool Store::write()
         items.append(QJsonObject {{QStringLiteral("part"), nameOf(item.part)},
                                   {QStringLiteral("path"), item.path},
                                   {QStringLiteral("before"), item.before.toJson()},
-                                  {QStringLiteral("after"), item.after.toJson()}});
+                                  {QStringLiteral("after"), item.after.toJson()},
+                                  {QStringLiteral("tree"), item.isTree}});
     QJsonObject listings;
     for (auto i = m_listings.cbegin(); i != m_listings.cend(); ++i) {
         QJsonObject entries;
@@ -177,7 +181,7 @@ bool Store::add(Part part, const QString &path, const FileState &before)
         return true;
     if (!keepContent(path, before))
         return false;
-    append({part, path, before, before});
+    append({part, path, before, before, false});
     return true;
 }
 
@@ -199,6 +203,39 @@ bool Store::remember(Part part, const QStringList &paths, QString *culprit)
         if (!addMissingParents(part, path) || !add(part, path, FileState::of(path)))
             return false;
     }
+    return write();
+}
+
+bool Store::rememberTree(Part part, const QString &path, QString *culprit)
+{
+    m_touched.insert(path);
+    if (m_known.contains(path)) {
+        for (StoredItem &item : m_items) {
+            if (item.path == path && item.isTree)
+                item.after = FileState();
+        }
+        return m_fault.isEmpty() && write();
+    }
+    QStringList entries = {path}; // a directory before what is in it
+    if (FileState::of(path).kind == FileState::Directory) {
+        QDirIterator all(path,
+                         QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+        while (all.hasNext())
+            entries.append(all.next());
+        entries.sort();
+    }
+    const FileState before = stateOfTree(path);
+    entries.removeFirst();
+    if (!remember(part, entries, culprit))
+        return false;
+    if (culprit)
+        *culprit = path;
+    if (!addMissingParents(part, path)
+        || (before.kind != FileState::Directory && !keepContent(path, before)))
+        return false;
+    // Last, so that it is undone first: then there is room for what was in it.
+    append({part, path, before, FileState(), true});
     return write();
 }
 
@@ -234,7 +271,7 @@ void Store::settleListings()
                 continue;
             m_touched.insert(now.key());
             if (!m_known.contains(now.key()))
-                append({i->part, now.key(), before, *now});
+                append({i->part, now.key(), before, *now, false});
         }
     }
     m_listings.clear();
@@ -260,7 +297,8 @@ bool Store::seal()
 {
     settleListings();
     for (StoredItem &item : m_items) {
-        if (m_touched.contains(item.path)) // what else has changed was somebody else
+        if (m_touched.contains(item.path)
+            && !item.isTree) // what else has changed was somebody else
             item.after = FileState::of(item.path);
     }
     return writeUnlessNew();
@@ -276,6 +314,10 @@ bool Store::finish()
     }
     m_items.clear();
     m_known.clear();
+    for (StoredItem &item : changed) {
+        if (item.isTree && m_touched.contains(item.path))
+            item.after = stateOfTree(item.path);
+    }
     for (const StoredItem &item : std::as_const(changed))
         append(item);
     const bool isWritten = seal();
@@ -326,12 +368,30 @@ void Store::discardContents()
     }
 }
 
+bool Store::isBelowTreeBeingFilled(const QString &path) const
+{
+    return std::any_of(m_items.cbegin(), m_items.cend(), [&](const StoredItem &item) {
+        return item.isBeingFilled() && path.startsWith(item.path + QLatin1Char('/'));
+    });
+}
+
+bool Store::undo(const StoredItem &item) const
+{
+    if (item.isTree && !removeTree(item.path))
+        return false;
+    return item.before.restore(item.path, contentOf(item.before));
+}
+
 Undone Store::undo(const QVector<Part> &parts, bool evenEdited)
 {
     Undone undone;
     QVector<StoredItem> left;
+    QHash<QString, StoredItem::Condition> conditions; // before anything is undone
+    for (const StoredItem &item : std::as_const(m_items))
+        conditions.insert(
+            item.path, isBelowTreeBeingFilled(item.path) ? StoredItem::AsLeft : item.condition());
     for (auto item = m_items.crbegin(); item != m_items.crend(); ++item) {
-        const StoredItem::Condition condition = item->condition();
+        const StoredItem::Condition condition = conditions.value(item->path);
         if (!parts.contains(item->part)) {
             left.append(*item);
         } else if (condition == StoredItem::AsBefore) {
@@ -339,7 +399,7 @@ Undone Store::undo(const QVector<Part> &parts, bool evenEdited)
         } else if (condition != StoredItem::AsLeft && !evenEdited) {
             left.append(*item);
             undone.edited.append(item->path);
-        } else if (item->before.restore(item->path, contentOf(item->before))) {
+        } else if (undo(*item)) {
             undone.restored.append(item->path);
         } else {
             left.append(*item);

@@ -30,8 +30,14 @@ struct StoredItem
     QString path;
     FileState before;
     FileState after;
+    /**
+     * A directory that the set-up fills: all that is in it is the set-up's. While it is being
+     * filled, "after" is nothing.
+     */
+    bool isTree = false;
 
     Condition condition() const;
+    bool isBeingFilled() const { return isTree && after.kind == FileState::Nothing; }
 };
 
 /** What undoing has come to. */
@@ -70,6 +76,12 @@ public:
 
     /** @param culprit the path that could not be remembered */
     bool remember(Part part, const QStringList &paths, QString *culprit = nullptr);
+
+    /**
+     * The directory @p path is about to be emptied and filled anew, by tools of which nobody knows
+     * what they leave in it. What is in it is kept.
+     */
+    bool rememberTree(Part part, const QString &path, QString *culprit = nullptr);
 
     /** Any entry of @p directory may be changed, until seal(). */
     bool rememberEntries(Part part, const QString &directory);
@@ -128,6 +140,8 @@ private:
     bool writeUnlessNew();
     bool isEmpty() const;
     void append(const StoredItem &item);
+    bool undo(const StoredItem &item) const;
+    bool isBelowTreeBeingFilled(const QString &path) const;
     void settleListings();
     void discardContents();
 
