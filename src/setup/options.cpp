@@ -87,13 +87,15 @@ const Row rows[] = {
      &Options::driver, whoFindsModems},
 
     {"no-driver", "", "", "Build and install no driver.", Without {Goal::Driver}},
-    {"driver-bundle", "FILE", "", "The sources of the driver, a tar archive.",
+    {"driver-bundle", "FILE", "",
+     "The sources of the driver, a tar archive (default: that of the catalogue).",
      Path {&Options::driverBundle}, whoBuilds},
     {"extraction-path", "DIR", "/usr/src/kestra", "Where to unpack the bundle.",
      Path {&Options::extractionPath}, whoBuilds},
-    {"driver-tree", "DIR", "", "The directory that the bundle unpacks into.",
+    {"driver-tree", "DIR", "",
+     "The directory that the bundle unpacks into (default: from the catalogue).",
      Path {&Options::driverTree}, whoBuilds},
-    {"module", "NAME", "", "The module that is built (default: the driver's name and .ko).",
+    {"module", "NAME", "", "The module that is built (default: from the catalogue).",
      &Options::module, whoBuilds | Command::Connect},
     {"kernel-headers", "DIR", "", "The kernel to build for (default: /lib/modules/RELEASE/build).",
      Path {&Options::kernelHeaders}, whoBuilds},
@@ -250,7 +252,6 @@ struct Requirement
 
 // What nobody can be asked for in an unattended run.
 const Requirement requirements[] = {
-    {"driver-bundle", Goal::Driver, [](const Options &o) { return !o.driverBundle.isEmpty(); }},
     {"country", Goal::Connection, [](const Options &o) { return !o.country.isEmpty(); }},
     {"service", Goal::Connection, [](const Options &o) { return !o.service.isEmpty(); }},
     {"user", Goal::Connection, [](const Options &o) { return !o.user.isEmpty(); }},

@@ -427,7 +427,7 @@ void CommandsTest::refusesWithOneSentence_data()
     QTest::newRow("option of another command")
         << QStringList {"drivers"_s, "--country"_s, "x"_s} << "Unknown option 'country'."_s;
     QTest::newRow("JSON without answers")
-        << QStringList {"--json"_s} << "--driver-bundle is needed with --json."_s;
+        << QStringList {"--json"_s} << "--country is needed with --json."_s;
 }
 
 void CommandsTest::refusesWithOneSentence()

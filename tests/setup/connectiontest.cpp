@@ -148,7 +148,8 @@ void ConnectionTest::aWholeRun()
     QCOMPARE(readFile("/etc/kestra/connection.conf"_s),
              QByteArray("# Written by kestra-setup, read by /etc/init.d/kestrad.\n"
                         "DRIVER=ueagle-atm\nMODULE=ueagle-atm\nPEER=kestra\nPROTOCOL=pppoa\n"
-                        "VPI=8\nVCI=35\nENCAPSULATION=vc\n"));
+                        "VPI=8\nVCI=35\nENCAPSULATION=vc\n"
+                        "LOAD_MODULES='usbatm ueagle-atm'\n"));
     for (int level = 0; level <= 6; ++level) {
         const bool stops = level < 2 || level == 6;
         const QString link =

@@ -23,6 +23,9 @@ const QString backup =
     "/tmp/kestra_drv_backup/%1/kernel/drivers/usb/atm/ueagle-atm.ko"_s.arg(Machine::release);
 const QString tree = Machine::directory + "/src/ueagle-atm"_s;
 const QString buildLog = "/opt/kestra/logs/ueagle-atm-default_compiler.log"_s;
+/** Leaves all but the driver alone. */
+const Changes driverOnly = {
+    {"--no-boot"_s, "-"_s}, {"--no-dns"_s, "-"_s}, {"--driver"_s, "ueagle-atm"_s}};
 const QByteArray oldContent = "the old driver\n";
 
 /** The first screens of a run are the same in all tests; this is what comes after. */
@@ -44,6 +47,25 @@ bool isUntouchedBeyondTheDriver()
 
 }
 
+/** A disk of its own, with these options of tmpfs. */
+struct SmallDisk
+{
+    const QString path = Machine::directory + "/disk"_s;
+
+    explicit SmallDisk(const QString &options)
+    {
+        makeDirectory(path);
+        if (QProcess::execute("mount"_s,
+                              {"-t"_s, "tmpfs"_s, "-o"_s, options + ",mode=755"_s, "tmpfs"_s, path})
+            != 0)
+            qFatal("no small disk can be mounted");
+    }
+
+    ~SmallDisk() { QProcess::execute("umount"_s, {"-l"_s, path}); }
+
+    Q_DISABLE_COPY(SmallDisk)
+};
+
 /** The stages that build and install the driver, with real tar, patch and make. */
 class DriverTest : public QObject
 {
@@ -59,6 +81,10 @@ private Q_SLOTS:
     void patchThatDoesNotApply();
     void patchThatIsNone();
     void aDiskThatIsFull();
+    void aDiskThatIsTooSmall();
+    void aDiskThatMakeFills();
+    void aCompilerThatIsMissing();
+    void makeThatIsKilled();
     void aShippedFileThatIsCleanedUp();
     void buildThatFails();
     void buildWithoutProduct();
@@ -71,6 +97,11 @@ private Q_SLOTS:
     void backupThatIsLost();
     void backupDirectoryThatIsExchanged();
     void aSecondRunKeepsTheFirstBackup();
+    void backupsAreRemovedWhenAllIsBack();
+    void aBackupOfMoreStays();
+    void whatWasInTheTreesPlaceComesBack();
+    void whatTheBundlePutsBesideTheTreeIsUndone();
+    void takesTheBundleOfTheCatalogue();
     void extractionPathBelowAnOpenPlace_data();
     void extractionPathBelowAnOpenPlace();
     void otherNamesAndArguments();
@@ -79,8 +110,22 @@ private Q_SLOTS:
     void interruptedWhileBackingUp();
 
 private:
+    void undoes(const QByteArray &before);
+
     Machine m_machine;
 };
+
+/** Nothing is left but the log, and undo says so. */
+void DriverTest::undoes(const QByteArray &before)
+{
+    QProcess undo;
+    Machine::start(undo, {"undo"_s});
+    const SetupResult result = Machine::finish(undo);
+    QVERIFY2(result.code == 0, result.everything().constData());
+    QVERIFY(result.output.contains("The logs in /opt/kestra/logs stay, for a report.\n"));
+    remove("/opt/kestra"_s);
+    QCOMPARE(Machine::state(), before);
+}
 
 void DriverTest::installs()
 {
@@ -171,14 +216,13 @@ void DriverTest::patchThatIsNone()
 
 void DriverTest::aDiskThatIsFull()
 {
-    writeFile(Machine::directory + "/bundle/ueagle-atm/firmware.bin"_s, QByteArray(300000, 'f'));
+    // There is room for what is in the files, but not for so many of them.
+    for (int i = 0; i < 4; ++i)
+        writeFile(Machine::directory + "/bundle/ueagle-atm/%1.bin"_s.arg(i), "firmware");
     m_machine.writeBundle(Machine::makefile(Machine::usualBuild(), Machine::usualInstallation()));
-    const QString disk = Machine::directory + "/disk"_s;
-    makeDirectory(disk);
-    QCOMPARE(QProcess::execute(
-                 "mount"_s, {"-t"_s, "tmpfs"_s, "-o"_s, "size=100k,mode=755"_s, "tmpfs"_s, disk}),
-             0);
-    const auto unmount = qScopeGuard([&disk] { QProcess::execute("umount"_s, {"-l"_s, disk}); });
+    const QByteArray before = Machine::state();
+    const SmallDisk small("size=1m,nr_inodes=4"_s);
+    const QString disk = small.path;
     const SetupResult result = m_machine.run(Changes {{"--extraction-path"_s, disk}});
     QCOMPARE(result.code, 8);
     QVERIFY2(result.errors.startsWith("\nUnpacking did not complete: ueagle-atm/"),
@@ -188,6 +232,67 @@ void DriverTest::aDiskThatIsFull()
                                     + buildLog.toLatin1() + ".\n"),
              result.errors.constData());
     QCOMPARE(readFile(Machine::oldModule), oldContent);
+    undoes(before);
+    QCOMPARE(listDirectory(disk), QStringList());
+}
+
+void DriverTest::aDiskThatIsTooSmall()
+{
+    writeFile(Machine::directory + "/bundle/ueagle-atm/firmware.bin"_s, QByteArray(300000, 'f'));
+    m_machine.writeBundle(Machine::makefile(Machine::usualBuild(), Machine::usualInstallation()));
+    const QByteArray before = Machine::state();
+    const SmallDisk disk("size=100k"_s);
+    const SetupResult result =
+        m_machine.run(Changes {{"--extraction-path"_s, disk.path + "/src"_s}});
+    QCOMPARE(result.code, 8);
+    const QRegularExpression sentence(
+        "^\nThere is not enough room in %1: the driver takes 3[0-9][0-9] KiB, and 100 KiB are "
+        "left\\. Make room, or give another directory with --extraction-path\\.\n$"_s.arg(
+            disk.path));
+    QVERIFY2(sentence.match(QString::fromLatin1(result.errors)).hasMatch(),
+             result.errors.constData());
+    QCOMPARE(Machine::state(), before);
+    QVERIFY(!exists("/var/lib/kestra/before.json"_s));
+}
+
+void DriverTest::aDiskThatMakeFills()
+{
+    m_machine.writeBundle(Machine::makefile("head -c 2000000 /dev/zero >ueagle-atm.ko",
+                                            Machine::usualInstallation()));
+    const QByteArray before = Machine::state();
+    const SmallDisk disk("size=1m"_s);
+    const SetupResult result = m_machine.run(Changes {{"--extraction-path"_s, disk.path}});
+    QCOMPARE(result.code, 10);
+    QVERIFY2(result.errors.startsWith("\nThe driver did not compile, and there is no room left in "
+                                      + disk.path.toLatin1() + "/ueagle-atm. Make room, "),
+             result.errors.constData());
+    undoes(before);
+    QCOMPARE(listDirectory(disk.path), QStringList());
+}
+
+void DriverTest::aCompilerThatIsMissing()
+{
+    m_machine.writeBundle(Machine::makefile("nogcc-12 -c source.c", Machine::usualInstallation()));
+    const QByteArray before = Machine::state();
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 10);
+    QVERIFY2(result.errors.startsWith("\nThe driver did not compile, as the compiler nogcc-12 is "
+                                      "not installed. Install the package that has it. "),
+             result.errors.constData());
+    undoes(before);
+}
+
+void DriverTest::makeThatIsKilled()
+{
+    m_machine.writeBundle(
+        Machine::makefile("touch left\nkill -KILL $$PPID", Machine::usualInstallation()));
+    const QByteArray before = Machine::state();
+    const SetupResult result = m_machine.run();
+    QCOMPARE(result.code, 10);
+    QVERIFY2(result.errors.startsWith("\nThe driver did not compile (make ended with code 9). "),
+             result.errors.constData());
+    QVERIFY(exists(tree + "/left"_s));
+    undoes(before);
 }
 
 /** What the bundle has, but not the tree, need not be a sign of a full disk. */
@@ -210,6 +315,7 @@ void DriverTest::buildThatFails()
                  "headers and the driver fit together. The whole output is in "
                  + buildLog.toLatin1() + ".\n"),
              result.errors.constData());
+    QVERIFY(exists(tree));
     QVERIFY2(result.errors.contains("\n    | error: the header is missing\n    | make: *** "),
              result.errors.constData());
     QVERIFY2(result.output.contains("\nWhat was written until then:\n  " + buildLog.toLatin1()),
@@ -402,6 +508,94 @@ void DriverTest::aSecondRunKeepsTheFirstBackup()
     QVERIFY2(result.output.contains("  /tmp/kestra_drv_backup/" + Machine::release.toLatin1()
                                     + ".1  (backup of an earlier run, renamed)\n"),
              result.output.constData());
+}
+
+void DriverTest::backupsAreRemovedWhenAllIsBack()
+{
+    const QByteArray before = Machine::state();
+    QCOMPARE(m_machine.run(driverOnly).code, 0);
+    QCOMPARE(m_machine.run(driverOnly).code, 0); // keeps the first one's driver, too
+    QCOMPARE(listDirectory("/tmp/kestra_drv_backup"_s).size(), 2);
+    undoes(before);
+}
+
+void DriverTest::aBackupOfMoreStays()
+{
+    const QString other = "/tmp/kestra_drv_backup/%1/extra/other.ko"_s.arg(Machine::release);
+    QCOMPARE(m_machine.run(driverOnly).code, 0);
+    writeFile(other, "is nowhere else");
+    QProcess undo;
+    Machine::start(undo, {"driver"_s, "restore"_s});
+    const SetupResult result = Machine::finish(undo);
+    QCOMPARE(result.code, 0);
+    QVERIFY2(result.output.contains("The backup /tmp/kestra_drv_backup/"
+                                    + Machine::release.toLatin1()
+                                    + " stays: not all of it is back.\n"),
+             result.output.constData());
+    QVERIFY(exists(other));
+}
+
+void DriverTest::whatWasInTheTreesPlaceComesBack()
+{
+    writeFile(tree + "/notes"_s, "mine", 0600);
+    const QByteArray before = Machine::state();
+    QCOMPARE(m_machine.run(driverOnly).code, 0);
+    QVERIFY(!exists(tree));
+    undoes(before);
+}
+
+void DriverTest::whatTheBundlePutsBesideTheTreeIsUndone()
+{
+    const QString bundle = Machine::directory + "/bundle"_s;
+    writeFile(bundle + "/README"_s, "new");
+    writeFile(bundle + "/doc/more"_s, "new");
+    writeFile(Machine::directory + "/src/README"_s, "old");
+    QCOMPARE(QProcess::execute("tar"_s,
+                               {"-C"_s, bundle, "-czf"_s, Machine::directory + "/driver.tar.gz"_s,
+                                "ueagle-atm"_s, "README"_s, "doc"_s}),
+             0);
+    const QByteArray before = Machine::state();
+    QCOMPARE(m_machine.run(driverOnly).code, 0);
+    QCOMPARE(readFile(Machine::directory + "/src/README"_s), QByteArray("new"));
+    undoes(before);
+}
+
+void DriverTest::takesTheBundleOfTheCatalogue()
+{
+    const QString data = Machine::directory + "/data"_s;
+    writeFile(data + "/drivers/x.conf"_s,
+              "[Driver]\nName=ueagle-atm\nVersion=default\nModems=x\nBundle=b.tgz\n"
+              "BundleSource=x\nTree=sub/tree\nModule=x.ko\n"
+              "CompileArguments=\"build, K=@KERNEL_HEADERS@\"\nInstallArguments=put\n"
+              "MakeEnvironment=\"WHERE=there, K2=@KERNEL_HEADERS@\"\n");
+    const QString bundle = Machine::directory + "/bundle"_s;
+    writeFile(bundle + "/sub/other/file"_s, "");
+    writeFile(bundle + "/sub/tree/Makefile"_s,
+              "build:\n\techo $(K) $$K2 >x.ko\nclean:\nput:\n\tinstall -D x.ko "
+                  + Machine::modules.toLatin1() + "/$(WHERE)/x.ko\n");
+    makeDirectory(data + "/bundles"_s);
+    QCOMPARE(
+        QProcess::execute("tar"_s, {"-C"_s, bundle, "-czf"_s, data + "/bundles/b.tgz"_s, "sub"_s}),
+        0);
+    Changes changes = driverOnly;
+    changes["--driver-bundle"_s] = QString();
+    changes["--data-dir"_s] = data;
+    const SetupResult result = m_machine.run(changes);
+    QCOMPARE(result.errors, QByteArray());
+    QVERIFY2(
+        result.output.contains("\n    Taking the bundle " + data.toLatin1() + "/bundles/b.tgz\n"),
+        result.output.constData());
+    const QByteArray headers = (Machine::directory + "/kernel"_s).toLatin1();
+    QCOMPARE(readFile(Machine::modules + "/there/x.ko"_s), headers + " " + headers + "\n");
+
+    // An option says more than the catalogue.
+    changes["--module"_s] = "y.ko"_s;
+    changes["--compile-arguments"_s] = "build, K=k"_s;
+    const SetupResult other = m_machine.run(changes);
+    QCOMPARE(other.code, 10);
+    QVERIFY2(other.errors.startsWith("\nThe compiler run left no y.ko. "),
+             other.errors.constData());
+    QVERIFY(readFile(buildLog).contains("echo k $K2 >x.ko"));
 }
 
 void DriverTest::extractionPathBelowAnOpenPlace_data()

@@ -97,6 +97,7 @@ private Q_SLOTS:
     void pppoa();
     void pppoe();
     void pppoeWithLlc();
+    void severalModules();
     void unicorn();
     void theDeviceIsFoundByItsType();
     void noModem();
@@ -226,6 +227,22 @@ void InitScriptTest::pppoeWithLlc()
     addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 1);
     QCOMPARE(run("start"_s).code, 0);
     QCOMPARE(callsOf("br2684ctl"), QByteArrayList({"-b -c 0 -e 0 -a 0.8.35"}));
+}
+
+void InitScriptTest::severalModules()
+{
+    // An earlier value, of whoever starts the script, is not that of the connection.
+    qputenv("LOAD_MODULES", "wrong");
+    writeConfiguration("");
+    addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 1);
+    QCOMPARE(run("start"_s).code, 0);
+    QCOMPARE(callsOf("modprobe"), QByteArrayList({"-- ueagle-atm", "-- pppoatm"}));
+    QCOMPARE(run("stop"_s).code, 0);
+    qunsetenv("LOAD_MODULES");
+    remove(calls);
+    writeConfiguration("LOAD_MODULES='usbatm ueagle-atm'\n");
+    QCOMPARE(run("start"_s).code, 0);
+    QCOMPARE(callsOf("modprobe"), QByteArrayList({"-- usbatm", "-- ueagle-atm", "-- pppoatm"}));
 }
 
 void InitScriptTest::unicorn()

@@ -111,8 +111,7 @@ void OptionsTest::refusesWithOneSentence()
 void OptionsTest::unattendedNeedsEachAnswer_data()
 {
     QTest::addColumn<QString>("option");
-    for (const char *option :
-         {"--driver-bundle", "--country", "--service", "--user", "--password-file"})
+    for (const char *option : {"--country", "--service", "--user", "--password-file"})
         QTest::newRow(option) << QString::fromLatin1(option);
 }
 

@@ -65,6 +65,11 @@ private Q_SLOTS:
     void aDeviceThatIsNoModem();
     void bundle_data();
     void bundle();
+    void hostileBundle_data();
+    void hostileBundle();
+    void noBundleAtHand_data();
+    void noBundleAtHand();
+    void aCompilerIsNeeded();
     void patchToolIsNeededForAPatch();
     void unwritableLog();
     void aLogThatIsNoFile_data();
@@ -151,6 +156,11 @@ void RefusalTest::wishesOnly_data()
         << Changes {{"--driver-bundle"_s, scratch}} << 7
         << latin1("The driver bundle %1 does not exist or is not a readable file."_s.arg(scratch))
         << QByteArray("Give its path with --driver-bundle.");
+    QTest::newRow("a pipe for a bundle")
+        << Changes {{"--driver-bundle"_s, scratch + "/pipe"_s}} << 7
+        << latin1(
+               "The driver bundle %1/pipe does not exist or is not a readable file."_s.arg(scratch))
+        << QByteArray("Give its path with --driver-bundle.");
     QTest::newRow("no kernel headers")
         << Changes {{"--kernel-headers"_s, scratch}} << 6
         << latin1("The headers of the kernel are not in %1."_s.arg(scratch))
@@ -228,6 +238,7 @@ void RefusalTest::wishesOnly()
     QFETCH(int, code);
     QFETCH(QByteArray, cause);
     QFETCH(QByteArray, nextStep);
+    QCOMPARE(::mkfifo(qPrintable(scratch + "/pipe"_s), 0600), 0);
     refuses(m_machine.run(changes), code, cause, nextStep);
 }
 
@@ -388,7 +399,7 @@ static void hideTool(QProcess &process, const QString &hidden)
 {
     const QString directory = scratch + "/bin"_s;
     for (const char *tool :
-         {"tar", "make", "rm", "dpkg", "apt-get", "apt-cache", "zypper", "rpm"}) {
+         {"tar", "make", "rm", "gcc", "dpkg", "apt-get", "apt-cache", "zypper", "rpm"}) {
         const QString name = QString::fromLatin1(tool);
         if (name != hidden)
             writeFile(directory + "/"_s + name, "#!/bin/sh\n", 0755);
@@ -682,6 +693,128 @@ void RefusalTest::bundle()
     changes["--driver-bundle"_s] = path;
     refuses(m_machine.run(changes), code, latin1(cause.contains("%1"_s) ? cause.arg(path) : cause),
             latin1(nextStep));
+}
+
+void RefusalTest::hostileBundle_data()
+{
+    QTest::addColumn<QString>("script"); ///< makes b.tar
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<bool>("isBroken"); ///< or somebody means harm
+    const QString outside = "has a link that leads outside its directory (%1)"_s;
+    const QString through = "would write through a link of its own (%1)"_s;
+    const QString pack = "; tar -cf b.tar ueagle-atm"_s;
+    QTest::newRow("link to an absolute name")
+        << "ln -s /etc ueagle-atm/l"_s + pack << outside.arg("ueagle-atm/l to /etc"_s) << false;
+    QTest::newRow("link upwards") << "ln -s ../../x ueagle-atm/l"_s + pack
+                                  << outside.arg("ueagle-atm/l to ../../x"_s) << false;
+    QTest::newRow("link down and upwards")
+        << "ln -s a/../../../x ueagle-atm/l"_s + pack
+        << outside.arg("ueagle-atm/l to a/../../../x"_s) << false;
+    QTest::newRow("link and what goes through it")
+        << "mkdir ueagle-atm/d; ln -s d ueagle-atm/l"_s + pack
+            + "; rm ueagle-atm/l; mkdir ueagle-atm/l; touch ueagle-atm/l/f;"
+              " tar -rf b.tar ueagle-atm/l/f"_s
+        << through.arg("ueagle-atm/l/f"_s) << false;
+    QTest::newRow("directory and a link in its place")
+        << "mkdir ueagle-atm/l; touch ueagle-atm/l/f"_s + pack
+            + "; rm -r ueagle-atm/l; ln -s . ueagle-atm/l; tar -rf b.tar ueagle-atm/l"_s
+        << through.arg("ueagle-atm/l"_s) << false;
+    QTest::newRow("a link for a tree") << "rm -r ueagle-atm; ln -s /etc ueagle-atm"_s + pack
+            + "; rm ueagle-atm; mkdir ueagle-atm; touch ueagle-atm/f;"
+              " tar -rf b.tar ueagle-atm/f"_s
+                                       << outside.arg("ueagle-atm to /etc"_s) << false;
+    QTest::newRow("hard link outside")
+        << "ln ueagle-atm/Makefile ueagle-atm/h;"
+           " tar -P --transform='flags=h;s,.*,/etc/passwd,' -cf b.tar ueagle-atm/Makefile"
+           " ueagle-atm/h"_s
+        << outside.arg("ueagle-atm/h to /etc/passwd"_s) << false;
+    QTest::newRow("hard link to a link")
+        << "mkdir ueagle-atm/d; ln -s ../.. ueagle-atm/d/l; ln -P ueagle-atm/d/l h;"
+           " tar -cf b.tar ueagle-atm h"_s
+        << outside.arg("h to ueagle-atm/d/l"_s) << false;
+    QTest::newRow("pipe in it") << "mkfifo ueagle-atm/p"_s
+            + pack << "holds something that is neither file nor directory nor link (ueagle-atm/p)"_s
+                                << false;
+    QTest::newRow("name with a line break and an escape sequence")
+        << "ln -s /x \"ueagle-atm/$(printf 'a\\nb\\033[1mc')\""_s + pack
+        << outside.arg("ueagle-atm/a?bc to /x"_s) << false;
+    QTest::newRow("empty file") << "touch b.tar"_s
+                                << "is empty"_s << true;
+    QTest::newRow("no members") << "tar -cf b.tar -T /dev/null"_s
+                                << "holds no files"_s << true;
+    QTest::newRow("truncated")
+        << "head -c 200000 /dev/urandom >ueagle-atm/r; tar -cz ueagle-atm | head -c 5000 >b.tar"_s
+        << "is no tar archive that can be read to its end"_s << true;
+    QTest::newRow("too large") << "truncate -s 2G b.tar"_s
+                               << "is larger than 256 MiB"_s << true;
+    QTest::newRow("too large when unpacked")
+        << "truncate -s 2G ueagle-atm/z; tar -Sczf b.tar ueagle-atm"_s
+        << "holds more than 1024 MiB"_s << true;
+    QTest::newRow("too many members")
+        << "yes ueagle-atm/Makefile | head -n 50001 | tar -czf b.tar -T -"_s
+        << "holds more than 50000 files"_s << true;
+}
+
+void RefusalTest::hostileBundle()
+{
+    QFETCH(QString, script);
+    QFETCH(QString, fault);
+    QFETCH(bool, isBroken);
+    QCOMPARE(QProcess::execute(
+                 "sh"_s,
+                 {"-c"_s,
+                  "cd %1; mkdir ueagle-atm; touch ueagle-atm/Makefile; "_s.arg(scratch) + script}),
+             0);
+    const QString path = scratch + "/b.tar"_s;
+    refuses(m_machine.run(Changes {{"--driver-bundle"_s, path}}), 7,
+            "The driver bundle " + latin1(path + " "_s + fault) + ".",
+            isBroken ? "Make or download it again." : "Get it from a source that you trust.");
+}
+
+void RefusalTest::noBundleAtHand_data()
+{
+    QTest::addColumn<QString>("driver");
+    QTest::addColumn<QByteArray>("sentences");
+    QTest::newRow("none there")
+        << "cxacru"_s
+        << QByteArray("The driver bundle cxacru-neo.tar.gz is not in " KESTRA_DATA_DIRECTORY
+                      "/bundles or /usr/share/kestra/bundles. scripts/make-driver-bundle cxacru "
+                      "cuts it out of Debian's package linux-source-6.1.");
+    QTest::newRow("no source anywhere")
+        << "unicorn"_s
+        << QByteArray("No bundle of the driver unicorn is at hand. No distribution carries the "
+                      "source of this driver, and kestra-setup cannot make a bundle of it.");
+}
+
+void RefusalTest::noBundleAtHand()
+{
+    QFETCH(QString, driver);
+    QFETCH(QByteArray, sentences);
+    const SetupResult result =
+        m_machine.run(Changes {{"--driver-bundle"_s, QString()}, {"--driver"_s, driver}});
+    QCOMPARE(result.code, 7);
+    QVERIFY2(result.errors.startsWith("\n" + sentences), result.errors.constData());
+    QVERIFY2(result.errors.contains(" --driver-bundle"), result.errors.constData());
+    QCOMPARE(Machine::state(), m_stateBefore);
+}
+
+/** A PATH on which there is every program but the compilers. */
+void RefusalTest::aCompilerIsNeeded()
+{
+    QProcess process;
+    hideTool(process, "gcc"_s);
+    remove(scratch + "/bin/tar"_s);
+    QVERIFY(QFile::link("/bin/tar"_s, scratch + "/bin/tar"_s));
+    QVERIFY(QFile::link("/bin/gzip"_s, scratch + "/bin/gzip"_s));
+    QMap<QString, QString> changes = {{"--driver"_s, "ueagle-atm"_s}};
+    Machine::start(process, Machine::arguments(changes));
+    refuses(Machine::finish(process), 6, "No C compiler is installed.", "Install the package gcc.");
+
+    // Who names one knows better.
+    changes.insert("--make-environment"_s, "CC=/opt/cc"_s);
+    changes.insert("--driver-tree"_s, "/tmp/outside"_s);
+    Machine::start(process, Machine::arguments(changes));
+    QCOMPARE(Machine::finish(process).code, 2);
 }
 
 void RefusalTest::patchToolIsNeededForAPatch()

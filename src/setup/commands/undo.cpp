@@ -3,6 +3,7 @@
 
 #include "command.h"
 
+#include "engine/backups.h"
 #include "engine/paths.h"
 #include "options.h"
 #include "store/store.h"
@@ -11,6 +12,7 @@
 #include <QJsonArray>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QSet>
 
 #include <optional>
 #include <unistd.h>
@@ -93,9 +95,41 @@ bool removePackages(Store &store, Answer &answer)
 void indexModules(const QStringList &releases, Answer &answer)
 {
     for (const QString &release : releases) {
-        if (QFileInfo(moduleTree(release)).isDir())
+        if (QFileInfo::exists(moduleTree(release) + QStringLiteral("/modules.dep")))
             runTool(QStringLiteral("depmod"), {release}, answer);
     }
+}
+
+/** What the library saves besides what the store keeps, and what it writes for a report. */
+void tidyUp(const QSet<QString> &driverFiles, const Undone &undone, Answer &answer)
+{
+    QSet<QString> restored = driverFiles;
+    for (const QString &path : undone.edited + undone.failed)
+        restored.remove(path);
+    const Backups backups = removeBackups(restored);
+    for (const QString &path : backups.removed)
+        answer.lines.append(QStringLiteral("Removed the backup %1.").arg(path));
+    for (const QString &path : backups.kept)
+        answer.lines.append(
+            QStringLiteral("The backup %1 stays: not all of it is back.").arg(path));
+    answer.json.insert(QStringLiteral("removed_backups"),
+                       QJsonArray::fromStringList(backups.removed));
+    answer.json.insert(QStringLiteral("kept_backups"), QJsonArray::fromStringList(backups.kept));
+    if (QFileInfo(logDirectory()).isDir()) {
+        answer.lines.append(
+            QStringLiteral("The logs in %1 stay, for a report.").arg(logDirectory()));
+        answer.json.insert(QStringLiteral("logs"), logDirectory());
+    }
+}
+
+QSet<QString> pathsOf(const Store &store, Part part)
+{
+    QSet<QString> paths;
+    for (const StoredItem &item : store.items()) {
+        if (item.part == part)
+            paths.insert(item.path);
+    }
+    return paths;
 }
 
 Outcome outcomeOf(const Undone &undone, bool areAllPackagesGone)
@@ -147,9 +181,13 @@ Answer undo(const Options &options, const QVector<Part> &parts)
         stopConnection(store, answer);
     const QStringList releases =
         parts.contains(Part::Driver) ? store.kernelReleases() : QStringList();
+    const QSet<QString> driverFiles =
+        parts.contains(Part::Driver) ? pathsOf(store, Part::Driver) : QSet<QString>();
     const Undone undone = store.undo(parts, options.force);
     tell(undone, answer);
     indexModules(releases, answer);
+    if (!driverFiles.isEmpty())
+        tidyUp(driverFiles, undone, answer);
     const bool areAllPackagesGone = !removesPackages || removePackages(store, answer);
     answer.outcome = outcomeOf(undone, areAllPackagesGone);
     if (answer.lines.isEmpty() && undone.isNoted)

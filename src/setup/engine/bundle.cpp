@@ -3,33 +3,32 @@
 
 #include "bundle.h"
 
+#include "archive.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
 
-#include <algorithm>
 #include <sys/statvfs.h>
 
 namespace Setup {
 
-namespace {
-
-bool leavesDirectory(const QString &member)
-{
-    return member.startsWith(QLatin1Char('/'))
-        || member.split(QLatin1Char('/')).contains(QStringLiteral(".."));
-}
-
-/** Returns whether no file can be made any more. Some file systems do not count their files. */
 bool isFull(const QString &directory)
 {
     struct statvfs status;
+    // Some file systems do not count their files.
     return ::statvfs(QFile::encodeName(directory).constData(), &status) == 0
         && (status.f_bfree == 0 || (status.f_files > 0 && status.f_ffree == 0));
 }
 
+std::optional<qint64> spaceLeft(const QString &directory)
+{
+    struct statvfs status;
+    if (::statvfs(QFile::encodeName(directory).constData(), &status) != 0 || status.f_blocks == 0)
+        return std::nullopt;
+    return qint64(status.f_bfree) * qint64(status.f_frsize);
 }
 
 Outcome badBundle(const Settings &settings, const QString &what, const QString &nextStep)
@@ -48,20 +47,14 @@ std::optional<Outcome> readBundle(Session &session)
         return badBundle(session.settings,
                          QStringLiteral("does not exist or is not a readable file"),
                          QStringLiteral("Give its path with --driver-bundle."));
-    const auto code = session.runTool(QStringLiteral("tar"),
-                                      {QStringLiteral("-Ptf"), session.settings.driverBundle},
-                                      QStringLiteral("/"), &session.bundleMembers);
-    if (code != 0)
-        return badBundle(session.settings,
-                         QStringLiteral("is no tar archive that can be read to its end"),
-                         QStringLiteral("Make or download it again."));
-    const QStringList &members = session.bundleMembers;
-    const auto outsider = std::find_if(members.cbegin(), members.cend(), leavesDirectory);
-    if (outsider == members.cend())
-        return std::nullopt;
-    return badBundle(session.settings,
-                     QStringLiteral("would put files outside its directory (%1)").arg(*outsider),
-                     QStringLiteral("Get it from a source that you trust."));
+    const Archive archive = readArchive(session.settings.driverBundle);
+    if (session.cancellation.isRequested()) // tar has heard of it, too
+        return Outcome::interrupted();
+    if (!archive.fault.isEmpty())
+        return badBundle(session.settings, archive.fault, archive.remedy);
+    session.bundleMembers = archive.members;
+    session.bundleSize = archive.size;
+    return std::nullopt;
 }
 
 std::optional<QString> cutOffMember(Session &session)

@@ -4,6 +4,7 @@
 #include "catalogue.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QSettings>
 
 namespace Setup {
@@ -56,6 +57,29 @@ bool lacks(const CatalogueEntry &entry, const Text &row)
         && (row.isNeeded || (row.isNeededToBuild && !entry.bundle.isEmpty()));
 }
 
+/** Names become paths below directories of the system, and words of the init script. */
+bool isName(const QString &text)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("\\A[A-Za-z0-9][A-Za-z0-9._-]*(?:/[A-Za-z0-9][A-Za-z0-9._-]*)*\\z"));
+    return pattern.match(text).hasMatch();
+}
+
+QString badName(const CatalogueEntry &entry)
+{
+    QStringList names = entry.loadModules + entry.firmware;
+    for (const QString &name :
+         {entry.name, entry.version, entry.bundle, entry.tree, entry.module}) {
+        if (!name.isEmpty())
+            names.append(name);
+    }
+    for (const QString &name : qAsConst(names)) {
+        if (!isName(name))
+            return name;
+    }
+    return QString();
+}
+
 QString readEntry(const QString &path, CatalogueEntry &entry)
 {
     QSettings file(path, QSettings::IniFormat);
@@ -71,6 +95,11 @@ QString readEntry(const QString &path, CatalogueEntry &entry)
             return QStringLiteral("The driver catalogue's %1 has no %2.")
                 .arg(path, QLatin1String(row.key));
     }
+    const QString name = badName(entry);
+    if (!name.isEmpty())
+        return QStringLiteral(
+                   "The driver catalogue's %1 has \"%2\", which cannot be the name of a file.")
+            .arg(path, name);
     return QString();
 }
 
@@ -93,6 +122,15 @@ Catalogue readCatalogue(const QString &dataDirectory)
         catalogue.drivers.append(entry);
     }
     return catalogue;
+}
+
+CatalogueEntry findDriver(const Catalogue &catalogue, const QString &name)
+{
+    for (const CatalogueEntry &driver : catalogue.drivers) {
+        if (driver.name == name)
+            return driver;
+    }
+    return {};
 }
 
 }

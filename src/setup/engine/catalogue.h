@@ -40,6 +40,9 @@ struct Catalogue
 
 Catalogue readCatalogue(const QString &dataDirectory);
 
+/** Returns the driver of that name; one without a name if there is none. */
+CatalogueEntry findDriver(const Catalogue &catalogue, const QString &name);
+
 }
 
 #endif

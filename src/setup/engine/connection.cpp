@@ -38,12 +38,24 @@ QString peerName(const Session &session)
 
 QString moduleName(const Session &session)
 {
-    QString name =
-        session.settings.module.isEmpty() ? session.modem.driver : session.settings.module;
+    QString name = session.settings.module;
+    if (name.isEmpty())
+        name = session.knownDriver.module;
+    if (name.isEmpty())
+        name = session.modem.driver;
     const QString suffix = QStringLiteral(".ko");
     if (name.endsWith(suffix))
         name.chop(suffix.size());
     return name;
+}
+
+/** In the order in which they are loaded. */
+QString modulesToLoad(const Session &session)
+{
+    const QStringList &known = session.knownDriver.loadModules;
+    if (session.settings.module.isEmpty() && !known.isEmpty())
+        return known.join(QLatin1Char(' '));
+    return moduleName(session);
 }
 
 QString peerFile(const Session &session)
@@ -132,6 +144,7 @@ bool writeConnectionFile(const Session &session)
         QStringLiteral("VPI=%1").arg(session.line.vpi),
         QStringLiteral("VCI=%1").arg(session.line.vci),
         QStringLiteral("ENCAPSULATION=%1").arg(session.line.encapsulation),
+        QStringLiteral("LOAD_MODULES='%1'").arg(modulesToLoad(session)),
         QString(),
     };
     QDir().mkpath(QFileInfo(connectionFile()).path());

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "catalogue.h"
 #include "hardwareservice.h"
 #include "question.h"
 #include "session.h"
@@ -199,20 +198,15 @@ Outcome Detection::noModem() const
 /** No modem needs to be there when its driver is named. */
 Outcome takeDriver(Session &session)
 {
-    const Catalogue catalogue = readCatalogue(session.settings.dataDirectory);
-    if (!catalogue.fault.isEmpty())
-        return Outcome::failed(
-            ExitCode::Precondition, catalogue.fault,
-            QStringLiteral("Install kestra-setup completely, or give --data-dir."));
-    QStringList names;
-    for (const CatalogueEntry &driver : catalogue.drivers) {
-        names.append(driver.name);
-        if (driver.name != session.settings.driver)
-            continue;
+    const CatalogueEntry driver = findDriver(session.catalogue, session.settings.driver);
+    if (!driver.name.isEmpty()) {
         session.modem = {driver.modems, driver.name, driver.version};
         return Outcome::done(
             QStringLiteral("driver %1, version %2, as given").arg(driver.name, driver.version));
     }
+    QStringList names;
+    for (const CatalogueEntry &known : session.catalogue.drivers)
+        names.append(known.name);
     return Outcome::failed(
         ExitCode::Usage,
         QStringLiteral("The driver catalogue has no driver \"%1\".").arg(session.settings.driver),
@@ -223,9 +217,10 @@ Outcome takeDriver(Session &session)
 
 Outcome detectModem(Session &session)
 {
-    if (session.settings.driver.isEmpty())
-        return Detection(session).run();
-    return takeDriver(session);
+    const Outcome outcome =
+        session.settings.driver.isEmpty() ? Detection(session).run() : takeDriver(session);
+    session.knownDriver = findDriver(session.catalogue, session.modem.driver);
+    return outcome;
 }
 
 }

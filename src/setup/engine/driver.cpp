@@ -8,10 +8,12 @@
 #include "question.h"
 #include "session.h"
 #include "stages.h"
+#include "text.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -31,27 +33,63 @@ QString absolute(const QString &path)
     return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
 }
 
+bool isBelow(const QString &path, const QString &directory)
+{
+    return path.startsWith(directory + QLatin1Char('/'));
+}
+
+/** What an option says comes first, then what the catalogue says. */
+QString chosen(const QString &option, const QString &known, const QString &usual)
+{
+    return orDefault(option, orDefault(known, usual));
+}
+
+QString withHeaders(QString arguments, const QString &headers)
+{
+    return arguments.replace(QLatin1String("@KERNEL_HEADERS@"), headers);
+}
+
+bool holdsTree(const QStringList &members, const QString &tree)
+{
+    return std::any_of(members.cbegin(), members.cend(), [&tree](const QString &member) {
+        return isBelow(QDir::cleanPath(member), tree);
+    });
+}
+
+/** A bundle from elsewhere may have another directory than that of the catalogue. */
+QString treeInBundle(const Session &session)
+{
+    const QString &known = session.knownDriver.tree;
+    if (!known.isEmpty() && holdsTree(session.bundleMembers, known))
+        return known;
+    return usualTree(session.bundleMembers, session.modem.driver);
+}
+
 Compiler::ModemDriver describeDriver(const Session &session)
 {
     const Settings &settings = session.settings;
-    const QString kernel = QStringLiteral("KDIR=") + kernelHeaders(settings, session.kernelRelease);
+    const CatalogueEntry &known = session.knownDriver;
+    const QString headers = kernelHeaders(settings, session.kernelRelease);
+    const QString kernel = QStringLiteral(", KDIR=@KERNEL_HEADERS@");
     Compiler::ModemDriver driver;
     driver.driverName = session.modem.driver;
     driver.driverVersion = session.modem.driverVersion;
     driver.driverBundlePath = absolute(settings.driverBundle);
     driver.extractionPath =
         absolute(orDefault(settings.extractionPath, QStringLiteral("/usr/src/kestra")));
-    driver.extractedDriverPath =
-        absolute(orDefault(settings.driverTree,
-                           driver.extractionPath + QLatin1Char('/')
-                               + usualTree(session.bundleMembers, driver.driverName)));
+    driver.extractedDriverPath = absolute(orDefault(
+        settings.driverTree, driver.extractionPath + QLatin1Char('/') + treeInBundle(session)));
     driver.compiledDriverName =
-        orDefault(settings.module, driver.driverName + QStringLiteral(".ko"));
-    driver.compileArguments =
-        orDefault(settings.compileArguments, QStringLiteral("all, ") + kernel);
+        chosen(settings.module, known.module, driver.driverName + QStringLiteral(".ko"));
+    driver.compileArguments = orDefault(
+        settings.compileArguments,
+        withHeaders(orDefault(known.compileArguments, QStringLiteral("all") + kernel), headers));
     driver.installArguments =
-        orDefault(settings.installArguments, QStringLiteral("install, ") + kernel);
-    driver.makeEnvironment = settings.makeEnvironment;
+        orDefault(settings.installArguments,
+                  withHeaders(orDefault(known.installArguments, QStringLiteral("install") + kernel),
+                              headers));
+    driver.makeEnvironment =
+        orDefault(settings.makeEnvironment, withHeaders(known.makeEnvironment, headers));
     return driver;
 }
 
@@ -72,13 +110,8 @@ QString productFile(const Session &session)
 
 QString logFile(const Session &session)
 {
-    return QStringLiteral("/opt/kestra/logs/%1-%2_compiler.log")
-        .arg(session.driver.driverName, session.driver.driverVersion);
-}
-
-bool isBelow(const QString &path, const QString &directory)
-{
-    return path.startsWith(directory + QLatin1Char('/'));
+    return QStringLiteral("%1/%2-%3_compiler.log")
+        .arg(logDirectory(), session.driver.driverName, session.driver.driverVersion);
 }
 
 /** The library removes the tree before and after the build: it must be nothing but that. */
@@ -107,24 +140,57 @@ std::optional<Outcome> checkTreeInBundle(const Session &session)
 {
     const QString tree =
         session.driver.extractedDriverPath.mid(session.driver.extractionPath.size() + 1);
-    for (const QString &member : session.bundleMembers) {
-        if (isBelow(QDir::cleanPath(member), tree))
-            return std::nullopt;
-    }
+    if (holdsTree(session.bundleMembers, tree))
+        return std::nullopt;
     return badBundle(session.settings, QStringLiteral("does not hold the driver tree %1").arg(tree),
                      QStringLiteral("Name the directory that it unpacks into with --driver-tree."));
 }
 
-/** Asks for a bundle that holds the driver of the modem, if none was given. */
+/** A name alone is not looked for where others may have put something. */
+QStringList bundleDirectories(const Session &session)
+{
+    QStringList directories = {session.settings.dataDirectory + QStringLiteral("/bundles"),
+                               QStringLiteral("/usr/share/kestra/bundles")};
+    directories.removeDuplicates();
+    return directories;
+}
+
+QString bundleInDirectories(const Session &session)
+{
+    for (const QString &directory : bundleDirectories(session)) {
+        const QFileInfo file(directory + QLatin1Char('/') + session.knownDriver.bundle);
+        if (!session.knownDriver.bundle.isEmpty() && file.exists())
+            return file.filePath();
+    }
+    return QString();
+}
+
+/** Nothing of the catalogue is at hand. */
+QString whereToGetBundle(const Session &session)
+{
+    const CatalogueEntry &known = session.knownDriver;
+    const QString missing = known.bundle.isEmpty()
+        ? QStringLiteral("No bundle of the driver %1 is at hand.").arg(session.modem.driver)
+        : QStringLiteral("The driver bundle %1 is not in %2.")
+              .arg(known.bundle, bundleDirectories(session).join(QStringLiteral(" or ")));
+    return joined({missing, asSentence(known.bundleSource)});
+}
+
+/** Asks for a bundle that holds the driver of the modem. */
 std::optional<Outcome> askForBundle(Session &session)
 {
-    if (!session.settings.driverBundle.isEmpty())
-        return std::nullopt;
+    if (session.settings.unattended)
+        return Outcome::failed(
+            ExitCode::Bundle, whereToGetBundle(session),
+            session.knownDriver.bundle.isEmpty()
+                ? QString()
+                : QStringLiteral("Put it there, or give its path with --driver-bundle."));
     const QString &name = session.modem.driver;
     session.frontend.explain(
-        QStringLiteral("The sources of the driver %1, as a tar archive. kestra-setup drivers %1 "
+        QStringLiteral("The sources of the driver %1, as a tar archive. kestra-setup drivers "
                        "tells where they come from.")
             .arg(name));
+    session.frontend.note(whereToGetBundle(session));
     const auto ask = [&] {
         return session.frontend.askPath(
             QStringLiteral("Driver bundle for %1 (a tar archive)").arg(name));
@@ -146,6 +212,56 @@ std::optional<Outcome> askForBundle(Session &session)
     if (std::holds_alternative<Outcome>(answer))
         return std::get<Outcome>(answer);
     return std::nullopt;
+}
+
+std::optional<Outcome> chooseBundle(Session &session)
+{
+    if (!session.settings.driverBundle.isEmpty())
+        return std::nullopt; // has been read already
+    session.settings.driverBundle = bundleInDirectories(session);
+    if (session.settings.driverBundle.isEmpty())
+        return askForBundle(session);
+    session.frontend.note(
+        QStringLiteral("Taking the bundle %1").arg(session.settings.driverBundle));
+    return readBundle(session);
+}
+
+/** Where a directory that is still to be made would be. */
+QString existingPart(const QString &path)
+{
+    const QFileInfo info(path);
+    return info.exists() || info.isRoot() ? path : existingPart(info.path());
+}
+
+std::optional<Outcome> checkSpace(const Session &session)
+{
+    const QString place = existingPart(session.driver.extractionPath);
+    const auto left = spaceLeft(place);
+    if (!left || *left >= session.bundleSize)
+        return std::nullopt;
+    const auto kibibytes = [](qint64 bytes) { return (bytes + 1023) / 1024; };
+    return Outcome::failed(
+        ExitCode::Extraction,
+        QStringLiteral(
+            "There is not enough room in %1: the driver takes %2 KiB, and %3 KiB are left.")
+            .arg(place)
+            .arg(kibibytes(session.bundleSize))
+            .arg(kibibytes(*left)),
+        QStringLiteral("Make room, or give another directory with --extraction-path."));
+}
+
+/** make would find out, too, but only when the driver is unpacked. */
+std::optional<Outcome> checkCompiler(const Session &session)
+{
+    const Compiler::ModemDriver &driver = session.driver;
+    const bool isNamed = (driver.compileArguments + driver.makeEnvironment)
+                             .contains(QRegularExpression(QStringLiteral("\\b(CC|LLVM)=")));
+    for (const char *name : {"gcc", "cc", "clang"}) {
+        if (isNamed || !QStandardPaths::findExecutable(QLatin1String(name)).isEmpty())
+            return std::nullopt;
+    }
+    return Outcome::failed(ExitCode::Precondition, QStringLiteral("No C compiler is installed."),
+                           QStringLiteral("Install the package gcc."));
 }
 
 std::optional<Outcome> checkPatchTool(const Session &session)
@@ -196,6 +312,20 @@ bool isSecureBoot()
     return variable.open(QIODevice::ReadOnly) && variable.readAll().endsWith('\1');
 }
 
+/** What the bundle puts elsewhere than in the driver's tree. */
+QStringList pathsBesideTree(const Session &session)
+{
+    const Compiler::ModemDriver &driver = session.driver;
+    QStringList paths;
+    for (const QString &member : session.bundleMembers) {
+        const QString path = QDir::cleanPath(driver.extractionPath + QLatin1Char('/') + member);
+        if (path != driver.extractionPath && path != driver.extractedDriverPath
+            && !isBelow(path, driver.extractedDriverPath))
+            paths.append(path);
+    }
+    return paths;
+}
+
 std::optional<Outcome> waitForTools(Session &session, ExitCode code)
 {
     const auto tool = session.waitForTools();
@@ -208,6 +338,27 @@ std::optional<Outcome> waitForTools(Session &session, ExitCode code)
 QString inLog(const Session &session)
 {
     return QStringLiteral("The whole output is in %1.").arg(logFile(session));
+}
+
+constexpr qint64 nearlyNothing = 64 * 1024; // bytes; the file that did not fit may be gone
+
+bool isNearlyFull(const QString &directory)
+{
+    return isFull(directory) || spaceLeft(directory).value_or(nearlyNothing) < nearlyNothing;
+}
+
+/** A kernel wants the very compiler that it was made with, which nobody can know before. */
+std::optional<QString> missingCompiler(Session &session)
+{
+    static const QRegularExpression complaint(QStringLiteral(
+        "(?:^|[ :])([^ :]*(?:gcc|clang|cc)(?:-[0-9.]+)?): (?:command not found|not found|"
+        "No such file or directory)"));
+    for (const QString &line : session.toolLines()) {
+        const auto match = complaint.match(line);
+        if (match.hasMatch())
+            return match.captured(1);
+    }
+    return std::nullopt;
 }
 
 Outcome notSaved(Session &session, const QString &path)
@@ -262,11 +413,11 @@ void rememberAdded(Session &session)
 
 Outcome checkDriver(Session &session)
 {
-    if (const auto problem = askForBundle(session))
+    if (const auto problem = chooseBundle(session))
         return *problem;
     session.driver = describeDriver(session);
-    for (const auto check :
-         {checkTree, checkTreeInBundle, checkExtractionPath, checkPatch, checkPatchTool}) {
+    for (const auto check : {checkTree, checkTreeInBundle, checkExtractionPath, checkSpace,
+                             checkCompiler, checkPatch, checkPatchTool}) {
         if (const auto problem = check(session))
             return *problem;
     }
@@ -280,7 +431,10 @@ Outcome checkDriver(Session &session)
 Outcome extractDriver(Session &session)
 {
     const Compiler::ModemDriver &driver = session.driver;
-    if (const auto problem = session.remember(Part::Driver, {driver.extractionPath}))
+    if (const auto problem = session.remember(
+            Part::Driver, QStringList(driver.extractionPath) + pathsBesideTree(session)))
+        return *problem;
+    if (const auto problem = session.rememberTree(Part::Driver, driver.extractedDriverPath))
         return *problem;
     if (!QDir().mkpath(driver.extractionPath))
         return Outcome::failed(
@@ -347,6 +501,20 @@ Outcome compileDriver(Session &session)
     session.builtChecksum = checksum(productFile(session));
     if (code == 0 && !session.builtChecksum.isEmpty())
         return Outcome::done();
+    const QString place = session.driver.extractedDriverPath;
+    if (isNearlyFull(place))
+        return Outcome::failed(
+            ExitCode::Compilation,
+            QStringLiteral("The driver did not compile, and there is no room left in %1.")
+                .arg(place),
+            QStringLiteral("Make room, or give another directory with --extraction-path. ")
+                + inLog(session));
+    if (const auto compiler = missingCompiler(session))
+        return Outcome::failed(
+            ExitCode::Compilation,
+            QStringLiteral("The driver did not compile, as the compiler %1 is not installed.")
+                .arg(*compiler),
+            QStringLiteral("Install the package that has it. ") + inLog(session));
     const QString cause = code == 0
         ? QStringLiteral("The compiler run left no %1.").arg(session.driver.compiledDriverName)
         : QStringLiteral("The driver did not compile (make ended with code %1).").arg(code);

@@ -19,6 +19,8 @@ inline QString backupDirectory(const QString &kernelRelease)
     return backupRoot() + QLatin1Char('/') + kernelRelease;
 }
 
+inline QString logDirectory() { return QStringLiteral("/opt/kestra/logs"); }
+
 inline QString moduleTree(const QString &kernelRelease)
 {
     return QStringLiteral("/lib/modules/") + kernelRelease;

@@ -95,7 +95,7 @@ Problem checkTools(Session &session)
     return std::nullopt;
 }
 
-/** A person who gives none now is asked for it when the modem is known. */
+/** One that is not given is looked or asked for when the modem is known. */
 Problem checkBundle(Session &session)
 {
     if (!buildsDriver(session) || session.settings.driverBundle.isEmpty())
@@ -144,6 +144,16 @@ Problem checkInitScript(Session &session)
                    QStringLiteral("Install kestra-setup completely, or give --data-dir."));
 }
 
+Problem checkCatalogue(Session &session)
+{
+    session.catalogue = readCatalogue(session.settings.dataDirectory);
+    const bool isNeeded = buildsDriver(session) || !session.settings.driver.isEmpty();
+    if (!isNeeded || session.catalogue.fault.isEmpty())
+        return std::nullopt;
+    return missing(session.catalogue.fault,
+                   QStringLiteral("Install kestra-setup completely, or give --data-dir."));
+}
+
 /** A start at boot needs something to start. */
 Problem checkConnection(Session &session)
 {
@@ -186,8 +196,8 @@ Problem checkWritable(Session &)
 // What needs no other answer first. Root comes first: the rest would fail in odder ways without.
 constexpr Problem (*checks[])(Session &) = {
     checkRoot,          choosePackageManager, checkTools,      checkBundle,
-    checkKernelHeaders, checkBackupDirectory, checkInitScript, checkConnection,
-    checkRunLevels,     checkWritable,        checkBus,
+    checkKernelHeaders, checkBackupDirectory, checkInitScript, checkCatalogue,
+    checkConnection,    checkRunLevels,       checkWritable,   checkBus,
 };
 
 }

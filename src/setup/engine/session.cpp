@@ -65,6 +65,14 @@ std::optional<Outcome> Session::remember(Part part, const QStringList &paths)
     return std::nullopt;
 }
 
+std::optional<Outcome> Session::rememberTree(Part part, const QString &path)
+{
+    QString culprit;
+    if (!store.rememberTree(part, path, &culprit))
+        return storeFault(culprit);
+    return std::nullopt;
+}
+
 std::optional<Outcome> Session::rememberEntries(Part part, const QStringList &directories)
 {
     for (const QString &directory : directories) {

@@ -5,6 +5,7 @@
 #define KESTRA_SETUP_SESSION_H
 
 #include "cancellation.h"
+#include "catalogue.h"
 #include "frontend.h"
 #include "libraryoutput.h"
 #include "line.h"
@@ -71,7 +72,10 @@ public:
     QString password;
     bool wasAnswered = false; ///< the user has answered a question
 
+    Catalogue catalogue;
+    CatalogueEntry knownDriver; ///< what the catalogue knows of the modem's driver, if anything
     QStringList bundleMembers;
+    qint64 bundleSize = 0; ///< bytes on a disk when it is unpacked
     Compiler::ModemDriver driver;
     std::unique_ptr<Compiler> compiler;
     QByteArray builtChecksum;
@@ -93,6 +97,7 @@ public:
      * @return why that is impossible, if it is
      */
     std::optional<Outcome> remember(Part part, const QStringList &paths);
+    std::optional<Outcome> rememberTree(Part part, const QString &path);
     std::optional<Outcome> rememberEntries(Part part, const QStringList &directories);
 
     /** Lets events be handled for @p milliseconds. Returns false when the run is to stop. */

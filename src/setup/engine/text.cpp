@@ -121,6 +121,11 @@ QString joined(QStringList sentences)
     return sentences.join(QLatin1Char(' '));
 }
 
+QString asSentence(const QString &text)
+{
+    return text.isEmpty() || text.endsWith(QLatin1Char('.')) ? text : text + QLatin1Char('.');
+}
+
 QString suggestion(const QStringList &near)
 {
     if (near.isEmpty())

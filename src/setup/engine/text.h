@@ -36,6 +36,9 @@ std::optional<bool> yesOrNo(const QString &answer);
 /** Returns @p sentences with blanks between those that are not empty. */
 QString joined(QStringList sentences);
 
+/** Returns @p text with a full stop, if there is any text. */
+QString asSentence(const QString &text);
+
 /** Returns a sentence that offers @p near, or an empty text when there is nothing to offer. */
 QString suggestion(const QStringList &near);
 
