@@ -4,6 +4,8 @@
 #include "command.h"
 
 #include "engine/files.h"
+#include "engine/foreign.h"
+#include "engine/paths.h"
 
 #include <kestra/connection/dnsmanager.h>
 
@@ -19,14 +21,12 @@ namespace Setup {
 
 namespace {
 
-const QLatin1String resolverFile("/etc/resolv.conf");
-
 constexpr int answerTimeout = 2; // s
 
 QStringList serversInFile()
 {
     QStringList servers;
-    for (const QByteArray &line : content(resolverFile).split('\n')) {
+    for (const QByteArray &line : content(resolverFile()).split('\n')) {
         const QStringList words = QString::fromLocal8Bit(line).simplified().split(QLatin1Char(' '));
         if (words.size() > 1 && words.constFirst() == QLatin1String("nameserver"))
             servers.append(words.at(1));
@@ -70,15 +70,19 @@ Answer checkNameServers(const Options &)
 {
     Answer answer;
     DNS_Manager manager;
-    const QFileInfo file(resolverFile);
+    const QFileInfo file(resolverFile());
     const bool isOurs = manager.isFileCorrect();
     if (file.isSymLink())
         answer.lines.append(
-            QStringLiteral("%1 is a link to %2.").arg(resolverFile, file.symLinkTarget()));
-    if (file.exists() && !isOurs)
+            QStringLiteral("%1 is a link to %2.").arg(resolverFile(), file.symLinkTarget()));
+    const QString owner = ownerOfResolver(resolverFile());
+    if (!owner.isEmpty())
+        answer.lines.append(
+            QStringLiteral("It is the file of %1, which may write it again.").arg(owner));
+    if (file.exists() && !isOurs && owner.isEmpty())
         answer.lines.append(QStringLiteral("%1 holds more than name servers, or is the file of "
                                            "another program.")
-                                .arg(resolverFile));
+                                .arg(resolverFile()));
     QJsonArray servers;
     bool isAnyAnswering = false;
     for (const QString &server : serversInFile()) {
@@ -90,14 +94,15 @@ Answer checkNameServers(const Options &)
         servers.append(QJsonObject {{QStringLiteral("address"), server},
                                     {QStringLiteral("answers"), isAnswering}});
     }
-    answer.json = {{QStringLiteral("file"), QString(resolverFile)},
+    answer.json = {{QStringLiteral("file"), resolverFile()},
+                   {QStringLiteral("owner"), owner},
                    {QStringLiteral("link_to"), file.symLinkTarget()},
                    {QStringLiteral("holds_only_name_servers"), isOurs},
                    {QStringLiteral("servers"), servers}};
     if (!isAnyAnswering)
         answer.outcome = Outcome::failed(
             ExitCode::NameServers,
-            servers.isEmpty() ? QStringLiteral("%1 names no name server.").arg(resolverFile)
+            servers.isEmpty() ? QStringLiteral("%1 names no name server.").arg(resolverFile())
                               : QStringLiteral("No name server answers."),
             QStringLiteral(
                 "See whether the connection is up (kestra-setup status), then set others "

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "files.h"
-#include "foreign.h"
 #include "paths.h"
+#include "replaced.h"
 #include "session.h"
 #include "stages.h"
 
@@ -20,11 +20,7 @@ namespace {
 
 const QLatin1String pppd("/usr/sbin/pppd");
 const QLatin1String peerDirectory("/etc/ppp/peers");
-const QLatin1String papSecrets("/etc/ppp/pap-secrets");
-const QLatin1String chapSecrets("/etc/ppp/chap-secrets");
-const QLatin1String optionsFile("/etc/ppp/options");
 const QLatin1String unicornOptions("/etc/modprobe.d/kestra.conf");
-const char ourOptions[] = "replacedefaultroute\nupdetach\n";
 
 bool usesUnicorn(const Session &session)
 {
@@ -72,14 +68,6 @@ public:
     Written(const QString &file, const char *what)
         : path(file), m_what(QString::fromLatin1(what)), m_before(content(file))
     {
-    }
-
-    /** Tells of lines that are not among @p ours, comments aside. */
-    void tellOfLoss(Session &session, const QByteArray &ours) const
-    {
-        if (!foreignLines(m_before, ours).isEmpty())
-            session.frontend.note(
-                QStringLiteral("%1 has entries of its own, which are lost.").arg(path));
     }
 
     /** Lists the file if it was touched. Returns whether it holds @p text now. */
@@ -159,8 +147,8 @@ bool writeConnectionFile(const Session &session)
 /** All that writeConnection() may write, a directory before what is in it. */
 QStringList connectionFiles(const Session &session)
 {
-    QStringList files = {peerDirectory,   peerFile(session), papSecrets,
-                         chapSecrets,     optionsFile,       QFileInfo(connectionFile()).path(),
+    QStringList files = {peerDirectory,   peerFile(session), papSecrets(),
+                         chapSecrets(),   pppdOptions(),     QFileInfo(connectionFile()).path(),
                          connectionFile()};
     if (usesUnicorn(session))
         files.append(unicornOptions);
@@ -189,22 +177,18 @@ Outcome writeConnection(Session &session)
     if (!hasPeer || !hasOption)
         return notWritten(ExitCode::Connection, hasPeer ? unicorn.path : peer.path);
 
-    const QString secret = QLatin1Char('"') + session.user + QLatin1String("\" * \"")
-        + session.password + QLatin1String("\" *\n");
-    const Written pap(papSecrets, "user name and password, for root only");
-    const Written chap(chapSecrets, "user name and password, for root only");
-    const Written options(optionsFile, "options of every pppd connection");
-    for (const Written *file : {&pap, &chap})
-        file->tellOfLoss(session, secret.toLatin1());
-    options.tellOfLoss(session, ourOptions);
+    const QByteArray secret = ourSecret(session);
+    const Written pap(papSecrets(), "user name and password, for root only");
+    const Written chap(chapSecrets(), "user name and password, for root only");
+    const Written options(pppdOptions(), "options of every pppd connection");
 
     scripts.writeSecretScripts(session.user, session.password);
-    const bool hasPap = pap.check(session, secret.toLatin1());
-    const bool hasChap = chap.check(session, secret.toLatin1());
+    const bool hasPap = pap.check(session, secret);
+    const bool hasChap = chap.check(session, secret);
     if (!hasPap || !hasChap)
         return notWritten(ExitCode::Connection, hasPap ? chap.path : pap.path);
     scripts.writeOptionsScript();
-    if (!options.check(session, ourOptions))
+    if (!options.check(session, ourOptions()))
         return notWritten(ExitCode::Connection, options.path);
     if (!writeConnectionFile(session))
         return notWritten(ExitCode::Connection, connectionFile());

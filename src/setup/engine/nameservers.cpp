@@ -2,9 +2,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "files.h"
+#include "paths.h"
+#include "replaced.h"
 #include "session.h"
 #include "stages.h"
-#include "text.h"
 
 #include <kestra/connection/dnsmanager.h>
 
@@ -15,29 +16,16 @@ namespace Setup {
 
 namespace {
 
-const QLatin1String resolverFile("/etc/resolv.conf");
 const QLatin1String resolverBackup("/etc/resolv.conf_kestra");
 
 /** The file that is written is another one where there is a link. */
 QStringList resolverFiles()
 {
-    QStringList files = {resolverFile, resolverBackup};
-    const QFileInfo resolver(resolverFile);
+    QStringList files = {resolverFile(), resolverBackup};
+    const QFileInfo resolver(resolverFile());
     if (resolver.isSymLink())
         files.append(resolver.exists() ? resolver.canonicalFilePath() : resolver.symLinkTarget());
     return files;
-}
-
-void tellOfResolver(Session &session, DNS_Manager &manager)
-{
-    const QFileInfo resolver(resolverFile);
-    if (resolver.isSymLink())
-        session.frontend.note(QStringLiteral("%1 is a link to %2: another program may change it.")
-                                  .arg(resolverFile, resolver.symLinkTarget()));
-    if (resolver.exists() && !manager.isFileCorrect())
-        session.frontend.note(QStringLiteral("%1 holds more than name servers, or is the file of "
-                                             "another program, which may write it again.")
-                                  .arg(resolverFile));
 }
 
 QByteArray resolverText(const QStringList &servers)
@@ -56,25 +44,25 @@ bool isSaved(const QByteArray &before)
 /** Without name servers the machine would be worse off than before. */
 void putBack(Session &session, const QByteArray &before)
 {
-    if (content(resolverFile) == before)
+    if (content(resolverFile()) == before)
         return;
-    QFile file(resolverFile);
+    QFile file(resolverFile());
     if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         file.write(before);
     file.close();
-    if (content(resolverFile) != before)
-        session.changed(resolverFile, QStringLiteral("damaged"));
+    if (content(resolverFile()) != before)
+        session.changed(resolverFile(), QStringLiteral("damaged"));
 }
 
 Outcome resolverNotWritten()
 {
-    const QFileInfo resolver(resolverFile);
+    const QFileInfo resolver(resolverFile());
     if (!resolver.isSymLink())
-        return notWritten(ExitCode::NameServers, resolverFile);
+        return notWritten(ExitCode::NameServers, resolverFile());
     return Outcome::failed(
         ExitCode::NameServers,
         QStringLiteral("%1 could not be written: it is a link to %2.")
-            .arg(resolverFile, resolver.symLinkTarget()),
+            .arg(resolverFile(), resolver.symLinkTarget()),
         QStringLiteral("See whether the directory of that file exists and whether the disk is full "
                        "or the file protected, then start again."));
 }
@@ -83,21 +71,20 @@ Outcome resolverNotWritten()
 
 Outcome setNameServers(Session &session)
 {
-    const QStringList wanted = session.settings.nameServers.isEmpty()
-        ? session.line.nameServers
-        : splitNames(session.settings.nameServers);
+    const QStringList wanted = wantedNameServers(session);
     QStringList servers = wanted;
     if (servers.isEmpty())
         return Outcome::skipped(
             QStringLiteral("the provider's name servers are not known; most announce them when the "
                            "connection comes up"));
+    if (session.leavesNameServers)
+        return Outcome::skipped(QStringLiteral("%1 is left as it is").arg(resolverFile()));
     if (const auto problem = session.remember(Part::NameServers, resolverFiles()))
         return *problem;
     DNS_Manager manager;
-    tellOfResolver(session, manager);
     const bool isFirstChange =
-        QFileInfo::exists(resolverFile) && !QFileInfo::exists(resolverBackup);
-    const QByteArray before = content(resolverFile);
+        QFileInfo::exists(resolverFile()) && !QFileInfo::exists(resolverBackup);
+    const QByteArray before = content(resolverFile());
     const bool isWritten = manager.setServers(servers);
     if (servers.isEmpty())
         return Outcome::failed(
@@ -109,18 +96,18 @@ Outcome setNameServers(Session &session)
         putBack(session, before);
         return Outcome::failed(
             ExitCode::NameServers,
-            QStringLiteral("%1 could not be saved as %2.").arg(resolverFile, resolverBackup),
+            QStringLiteral("%1 could not be saved as %2.").arg(resolverFile(), resolverBackup),
             QStringLiteral("See whether the disk is full or something else is in that place, then "
                            "start again."));
     }
     if (QFileInfo::exists(resolverBackup))
         session.changed(resolverBackup,
                         QStringLiteral("the file as it was before the first change"));
-    if (!isWritten || content(resolverFile) != resolverText(servers)) {
+    if (!isWritten || content(resolverFile()) != resolverText(servers)) {
         putBack(session, before);
         return resolverNotWritten();
     }
-    session.changed(resolverFile, QStringLiteral("name servers"));
+    session.changed(resolverFile(), QStringLiteral("name servers"));
     return Outcome::done(servers.join(QStringLiteral(", ")));
 }
 

@@ -35,6 +35,16 @@ inline QString runLevelDirectory(const QString &base, int level)
 
 inline QString initScript() { return QStringLiteral("/etc/init.d/kestrad"); }
 
+inline QString resolverFile() { return QStringLiteral("/etc/resolv.conf"); }
+
+// pppd's files, which the library writes anew.
+
+inline QString papSecrets() { return QStringLiteral("/etc/ppp/pap-secrets"); }
+
+inline QString chapSecrets() { return QStringLiteral("/etc/ppp/chap-secrets"); }
+
+inline QString pppdOptions() { return QStringLiteral("/etc/ppp/options"); }
+
 /** What the init script needs to know of the connection. */
 inline QString connectionFile() { return QStringLiteral("/etc/kestra/connection.conf"); }
 

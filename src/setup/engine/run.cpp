@@ -4,6 +4,7 @@
 #include "run.h"
 
 #include "log/log.h"
+#include "replaced.h"
 #include "runlock.h"
 #include "session.h"
 #include "stages.h"
@@ -80,6 +81,8 @@ QStringList titles(std::vector<Stage>::const_iterator begin, std::vector<Stage>:
 /** A person who has answered questions sees all answers together before they have effects. */
 Outcome takeAgreement(Session &session, const QStringList &steps)
 {
+    if (const auto problem = tellOfReplaced(session))
+        return *problem;
     if (!session.wasAnswered)
         return Outcome::done();
     session.frontend.explain(QStringLiteral(

@@ -70,6 +70,7 @@ public:
     Line line;
     QString user;
     QString password;
+    bool leavesNameServers = false; ///< as the user wants
     bool wasAnswered = false; ///< the user has answered a question
 
     Catalogue catalogue;
