@@ -44,5 +44,6 @@ int main(int argc, char **argv)
         return end(stdout,
                    QStringLiteral("kestra-setup %1\n").arg(application.applicationVersion()),
                    ExitCode::Success);
-    return int(options.command->run ? runCommand(options) : runStages(options));
+    const bool asksNothing = options.command->run || options.command->runInSession;
+    return int(asksNothing ? runCommand(options) : runStages(options));
 }

@@ -63,7 +63,9 @@ constexpr int day = 24 * 60 * 60;
 // Who takes the options of a stage.
 constexpr unsigned whoFindsModems = Command::SetUp | Command::BuildDriver | Command::Connect;
 constexpr unsigned whoBuilds = Command::SetUp | Command::BuildDriver;
-constexpr unsigned whoInstalls = Command::SetUp | Command::Packages;
+constexpr unsigned whoPicksPackages = Command::Packages | Command::PackageCheck;
+constexpr unsigned whoInstalls = Command::SetUp | whoPicksPackages;
+constexpr unsigned whoUsesPackages = whoInstalls | Command::Discs | Command::DiscAddition;
 constexpr unsigned whoConnects = Command::SetUp | Command::Connect;
 constexpr unsigned whoLinks = Command::SetUp | Command::Boot;
 constexpr unsigned whoPicksServices = whoConnects | Command::NameServers;
@@ -84,7 +86,7 @@ const Row rows[] = {
      Number {&Options::modemTimeout, 6, day, "a modem takes five seconds to settle", true},
      whoFindsModems},
     {"driver", "NAME", "", "Take this driver of the catalogue instead of looking for a modem.",
-     &Options::driver, whoFindsModems},
+     &Options::driver, whoFindsModems | whoPicksPackages},
 
     {"no-driver", "", "", "Build and install no driver.", Without {Goal::Driver}},
     {"driver-bundle", "FILE", "",
@@ -107,12 +109,14 @@ const Row rows[] = {
      &Options::makeEnvironment, whoBuilds},
 
     {"no-packages", "", "", "Install no packages.", Without {Goal::Packages}},
-    {"packages", "LIST", "", "The packages to install (default: what the protocol needs).",
+    {"protocol", "NAME", "", "pppoe or pppoa (default: that of the connection, or both).",
+     &Options::protocol, whoPicksPackages},
+    {"packages", "LIST", "", "The packages to install (default: what driver and protocol need).",
      &Options::packages, whoInstalls},
     {"package-manager", "NAME", "", "apt or zypper (default: that of the distribution).",
-     &Options::packageManager, whoInstalls},
+     &Options::packageManager, whoUsesPackages},
     {"lock-timeout", "SECONDS", "300", "How long to wait for another program's package run.",
-     Number {&Options::lockTimeout, 0, day}, whoInstalls},
+     Number {&Options::lockTimeout, 0, day}, whoInstalls | Command::DiscAddition},
 
     {"providers", "FILE", "",
      "The provider database (default: services.xml in the data directory).",
@@ -282,12 +286,6 @@ struct Contradiction
     const char *sentence;
 };
 
-bool isPackageName(const QString &text)
-{
-    static const QRegularExpression pattern(QStringLiteral("\\A[A-Za-z0-9][A-Za-z0-9+._:-]*\\z"));
-    return pattern.match(text).hasMatch();
-}
-
 bool isFileName(const QString &text)
 {
     static const QRegularExpression pattern(QStringLiteral("\\A[A-Za-z0-9][A-Za-z0-9._-]*\\z"));
@@ -323,6 +321,11 @@ const Contradiction contradictions[] = {
              && o.packageManager != QLatin1String("zypper");
      },
      "--package-manager must be apt or zypper."},
+    {[](const Options &o) {
+         return !o.protocol.isEmpty() && o.protocol != QLatin1String("pppoe")
+             && o.protocol != QLatin1String("pppoa");
+     },
+     "--protocol must be pppoe or pppoa."},
     {[](const Options &o) { return !areAllPackageNames(o.packages); },
      "--packages holds something that is no name of a package."},
     {[](const Options &o) { return !o.packages.isEmpty() && splitNames(o.packages).isEmpty(); },

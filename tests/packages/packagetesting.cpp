@@ -107,14 +107,16 @@ bool isAlive(qint64 pid)
     return exists(status) && !readFile(status).contains(") Z ");
 }
 
-QString makeDeb(const QString &directory, const QString &name, const QString &configurationFile)
+QString makeDeb(const QString &directory, const QString &name, const QString &configurationFile,
+                const QByteArray &fields)
 {
     const QString tree = directory + "/build-"_s + name;
     writeFile(tree + "/DEBIAN/control"_s,
               "Package: " + name.toLatin1()
                   + "\nVersion: 1.2\nArchitecture: all\n"
                     "Maintainer: The libkestra developers <kestra@example.org>\n"
-                    "Description: Package for tests\n");
+                    "Description: Package for tests\n"
+                  + fields);
     if (!configurationFile.isEmpty()) {
         writeFile(tree + configurationFile, "setting\n");
         writeFile(tree + "/DEBIAN/conffiles"_s, configurationFile.toLatin1() + '\n');

@@ -69,10 +69,13 @@ bool isAlive(qint64 pid);
 /**
  * Builds a package without files for dpkg, except for a configuration file if its path is given.
  *
+ * @param fields more lines of its control file
+ *
  * @return the path of the package in @p directory
  */
 QString makeDeb(const QString &directory, const QString &name,
-                const QString &configurationFile = QString());
+                const QString &configurationFile = QString(),
+                const QByteArray &fields = QByteArray());
 
 /** Builds a package without files for rpm; returns its path, which is below @p directory. */
 QString makeRpm(const QString &directory, const QString &name);

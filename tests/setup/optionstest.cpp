@@ -87,7 +87,10 @@ void OptionsTest::refusesWithOneSentence_data()
         << "--password-stdin needs --unattended: standard input cannot hold answers, too."_s;
     QTest::newRow("unknown package manager")
         << QStringList {"--package-manager=APT"_s} << "--package-manager must be apt or zypper."_s;
-    for (const char *list : {"-y", "ppp,--purge", "ppp;reboot", "a/b"})
+    for (const char *list : {"-y", "ppp,--purge", "ppp;reboot", "a/b", "ppp-",
+                             "a\x1b"
+                             "b",
+                             "first,ppp-"})
         QTest::addRow("packages %s", list)
             << QStringList {"--packages="_s + QLatin1String(list)}
             << "--packages holds something that is no name of a package."_s;
@@ -247,7 +250,7 @@ void OptionsTest::helpNamesEveryOptionAndExitCode()
     for (auto match = row.globalMatch(codes); match.hasNext();)
         numbers.append(match.next().captured(1).toInt());
     QList<int> expected;
-    for (int number = 0; number <= 25; ++number)
+    for (int number = 0; number <= 26; ++number)
         expected.append(number);
     expected.append(130);
     QCOMPARE(numbers, expected);

@@ -34,6 +34,16 @@ const QVector<Command> &commands()
          restoreDriver},
         {Command::Packages, "packages install", "", "Install the packages that are needed.",
          nullptr, Goal::Packages},
+        {Command::PackageCheck, "packages check", "",
+         "Tell which packages are needed, and which can be had.", nullptr, Goal::Packages,
+         checkPackages},
+        {Command::Discs, "disc list", "", "List the discs that are in the drives.", nullptr,
+         Goal::Packages, listDiscs},
+        {Command::DiscAddition, "disc add", "[DISC]",
+         "Make a disc a source of packages; DISC is its device or its UDI.", nullptr,
+         Goal::Packages, addDisc},
+        {Command::Look, "disc eject", "[DISC]", "Unmount a disc and eject it.", nullptr,
+         Goal::Packages, ejectDisc},
         {Command::Connect, "connect", "", "Write the connection to a provider.", nullptr,
          Goal::Connection | Goal::InitScript},
         {Command::Boot, "boot enable", "", "Start the connection at boot.", nullptr,
@@ -63,13 +73,25 @@ const Command *findCommand(const QString &name)
 
 namespace {
 
+Answer runQuietly(const Options &options)
+{
+    if (options.command->runInSession)
+        return askInSession(options);
+    // What the library prints is not part of the answer.
+    const LibraryOutput output([&](LibraryOutput::Kind, const QString &line) {
+        if (options.verbose)
+            fprintf(stderr, "%s\n", qUtf8Printable(line));
+    });
+    return options.command->run(options);
+}
+
 Answer runAlone(const Options &options)
 {
     const RunLock lock;
     const auto &hindrance = lock.hindrance();
     LogFile log;
     log.open(!hindrance);
-    Answer answer = hindrance ? Answer {*hindrance, {}, {}} : options.command->run(options);
+    Answer answer = hindrance ? Answer {*hindrance, {}, {}} : runQuietly(options);
     for (const QString &line : std::as_const(answer.lines))
         log.write(line);
     log.writeEnd(answer.outcome);
@@ -80,13 +102,7 @@ Answer runAlone(const Options &options)
 
 Answer ask(const Options &options)
 {
-    // What the library prints is not part of the answer.
-    const LibraryOutput output([&](LibraryOutput::Kind, const QString &line) {
-        if (options.verbose)
-            fprintf(stderr, "%s\n", qUtf8Printable(line));
-    });
-    return options.command->id & Command::changing ? runAlone(options)
-                                                   : options.command->run(options);
+    return options.command->id & Command::changing ? runAlone(options) : runQuietly(options);
 }
 
 void put(FILE *stream, const QByteArray &text) { fwrite(text.constData(), 1, text.size(), stream); }

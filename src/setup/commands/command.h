@@ -13,6 +13,7 @@
 namespace Setup {
 
 struct Options;
+class Session;
 
 /** What a command has to say. */
 struct Answer
@@ -38,12 +39,15 @@ struct Command
         Connect = 256,
         NameServers = 512,
         Boot = 1024,
-        Report = 2048
+        Report = 2048,
+        PackageCheck = 4096,
+        Discs = 8192,
+        DiscAddition = 16384
     };
     static constexpr unsigned every = ~0U;
     static constexpr unsigned staged =
         SetUp | BuildDriver | Packages | Connect | NameServers | Boot;
-    static constexpr unsigned changing = staged | Undo | UndoPart;
+    static constexpr unsigned changing = staged | Undo | UndoPart | DiscAddition;
 
     Id id;
     const char *name; ///< one or two words; empty for the guided set-up
@@ -51,6 +55,8 @@ struct Command
     const char *summary;
     Answer (*run)(const Options &options); ///< null for one that goes through the stages
     unsigned goals = 0; ///< of the stages
+    /** One that uses what the stages share, and asks nothing either. */
+    Answer (*runInSession)(Session &session, const Options &options) = nullptr;
 };
 
 /** The commands in the order of the help; the first is the guided set-up. */
@@ -71,6 +77,18 @@ QJsonObject jsonOf(const Answer &answer);
 
 /** Prints an answer. Returns its code, or another one when that was impossible. */
 ExitCode print(const Answer &answer, bool asJson);
+
+// insession.cpp
+/** Runs the command of the options in a session of its own. */
+Answer askInSession(const Options &options);
+
+// packages.cpp
+Answer checkPackages(Session &session, const Options &options);
+
+// disc.cpp
+Answer listDiscs(Session &session, const Options &options);
+Answer addDisc(Session &session, const Options &options);
+Answer ejectDisc(Session &session, const Options &options);
 
 // detect.cpp
 Answer detectModems(const Options &options);

@@ -53,6 +53,9 @@ QJsonObject json(const CatalogueEntry &driver)
         object.insert(QLatin1String(field.key), driver.*field.member);
     object.insert(QStringLiteral("load_modules"), QJsonArray::fromStringList(driver.loadModules));
     object.insert(QStringLiteral("firmware"), QJsonArray::fromStringList(driver.firmware));
+    object.insert(QStringLiteral("packages_apt"), QJsonArray::fromStringList(driver.packagesApt));
+    object.insert(QStringLiteral("packages_zypper"),
+                  QJsonArray::fromStringList(driver.packagesZypper));
     return object;
 }
 

@@ -163,6 +163,15 @@ std::optional<Outcome> hindrance(const Store &store)
 
 QString nothingToUndo() { return QStringLiteral("There is nothing to undo."); }
 
+/** Whoever undoes everything wants to know what stays. */
+void tellOfPackages(const Store &store, const Options &options, const QVector<Part> &parts,
+                    Answer &answer)
+{
+    if (!options.removePackages && parts.contains(Part::Connection) && !store.packages().isEmpty())
+        answer.lines.append(QStringLiteral("The packages %1 stay; undo --packages removes them.")
+                                .arg(store.packages().join(QStringLiteral(", "))));
+}
+
 Answer undo(const Options &options, const QVector<Part> &parts)
 {
     Store store;
@@ -175,6 +184,7 @@ Answer undo(const Options &options, const QVector<Part> &parts)
     if (!store.has(parts) && !removesPackages) {
         answer.lines.append(nothingToUndo());
         tell({}, answer);
+        tellOfPackages(store, options, parts, answer);
         return answer;
     }
     if (parts.contains(Part::Connection))
@@ -192,9 +202,7 @@ Answer undo(const Options &options, const QVector<Part> &parts)
     answer.outcome = outcomeOf(undone, areAllPackagesGone);
     if (answer.lines.isEmpty() && undone.isNoted)
         answer.lines.append(nothingToUndo());
-    if (!options.removePackages && parts.contains(Part::Connection) && !store.packages().isEmpty())
-        answer.lines.append(QStringLiteral("The packages %1 stay; undo --packages removes them.")
-                                .arg(store.packages().join(QStringLiteral(", "))));
+    tellOfPackages(store, options, parts, answer);
     return answer;
 }
 
@@ -202,7 +210,9 @@ Answer undo(const Options &options, const QVector<Part> &parts)
 
 Answer undoAll(const Options &options)
 {
-    return undo(options, {Part::Driver, Part::Connection, Part::Boot, Part::NameServers});
+    return undo(
+        options,
+        {Part::Driver, Part::Connection, Part::Boot, Part::NameServers, Part::PackageSources});
 }
 
 Answer restoreDriver(const Options &options) { return undo(options, {Part::Driver}); }

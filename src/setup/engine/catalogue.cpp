@@ -43,6 +43,8 @@ struct List
 constexpr List lists[] = {
     {"LoadModules", &CatalogueEntry::loadModules},
     {"Firmware", &CatalogueEntry::firmware},
+    {"PackagesApt", &CatalogueEntry::packagesApt},
+    {"PackagesZypper", &CatalogueEntry::packagesZypper},
 };
 
 /** Without quotes around it, a value with commas is a list to QSettings; it means the same here. */
@@ -87,7 +89,7 @@ QString readEntry(const QString &path, CatalogueEntry &entry)
     for (const Text &row : texts)
         entry.*row.member = text(file, row.key);
     for (const List &row : lists)
-        entry.*row.member = text(file, row.key).split(QStringLiteral(", "), Qt::SkipEmptyParts);
+        entry.*row.member = catalogueList(file.value(QLatin1String(row.key)));
     if (file.status() != QSettings::NoError)
         return QStringLiteral("The driver catalogue's %1 is no list of keys and values.").arg(path);
     for (const Text &row : texts) {
@@ -103,6 +105,13 @@ QString readEntry(const QString &path, CatalogueEntry &entry)
     return QString();
 }
 
+}
+
+QStringList catalogueList(const QVariant &value)
+{
+    return value.toStringList()
+        .join(QStringLiteral(", "))
+        .split(QStringLiteral(", "), Qt::SkipEmptyParts);
 }
 
 Catalogue readCatalogue(const QString &dataDirectory)

@@ -6,6 +6,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 #include <QVector>
 
 namespace Setup {
@@ -29,6 +30,10 @@ struct CatalogueEntry
     QStringList firmware; ///< below /lib/firmware
     QString firmwareNote;
     QString firmwareSource;
+
+    // What building it takes, with @KERNEL@ for the release of the kernel.
+    QStringList packagesApt;
+    QStringList packagesZypper;
 };
 
 /** The drivers of the catalogue, by name; or one sentence that says why it cannot be read. */
@@ -42,6 +47,10 @@ Catalogue readCatalogue(const QString &dataDirectory);
 
 /** Returns the driver of that name; one without a name if there is none. */
 CatalogueEntry findDriver(const Catalogue &catalogue, const QString &name);
+
+/** Splits the value of a key that is a list; QSettings does so by itself where quotes are missing.
+ */
+QStringList catalogueList(const QVariant &value);
 
 }
 

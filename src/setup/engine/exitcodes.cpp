@@ -29,7 +29,7 @@ constexpr Row rows[] = {
     {ExitCode::Backup, "the installed driver could not be saved; nothing was replaced"},
     {ExitCode::Installation, "the driver could not be installed; all earlier modules are back"},
     {ExitCode::Restore, "the driver could not be installed; not all earlier modules are back"},
-    {ExitCode::Packages, "packages could not be installed"},
+    {ExitCode::Packages, "packages could not be installed, or are not (packages check)"},
     {ExitCode::PackagesBusy, "another program kept the package system locked"},
     {ExitCode::Database, "the provider database is missing or damaged"},
     {ExitCode::Service, "the country or the service is unknown, or its line data is unusable"},
@@ -41,6 +41,7 @@ constexpr Row rows[] = {
     {ExitCode::Running, "another set-up is running"},
     {ExitCode::Start, "the connection did not come up"},
     {ExitCode::Report, "the report could not be written"},
+    {ExitCode::Disc, "there is no disc, or it could not be used"},
     {ExitCode::Interrupted, "interrupted"},
 };
 

@@ -36,6 +36,7 @@ enum class ExitCode {
     Running = 23,
     Start = 24,
     Report = 25,
+    Disc = 26,
     Interrupted = 130,
 };
 

@@ -4,9 +4,13 @@
 #ifndef KESTRA_SETUP_PACKAGES_H
 #define KESTRA_SETUP_PACKAGES_H
 
+#include "outcome.h"
+
 #include <QString>
 
 namespace Setup {
+
+class Session;
 
 inline QString aptName() { return QStringLiteral("apt"); }
 
@@ -14,6 +18,9 @@ inline QString zypperName() { return QStringLiteral("zypper"); }
 
 /** Returns the name of this distribution's package manager, or an empty string. */
 QString packageManagerOfSystem();
+
+/** That the tools do not tell which packages are installed. */
+Outcome noListing(const Session &session);
 
 }
 

@@ -29,14 +29,6 @@ Problem missing(const QString &what, const QString &nextStep)
     return Outcome::failed(ExitCode::Precondition, what, nextStep);
 }
 
-Problem checkRoot(Session &)
-{
-    if (::geteuid() == 0)
-        return std::nullopt;
-    return Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
-                           QStringLiteral("Start it with sudo, or from a root shell."));
-}
-
 /** Only a modem that is to be found needs the bus. */
 Problem checkBus(Session &session)
 {
@@ -64,24 +56,10 @@ bool usesApt(const Session &session) { return session.packageManager == aptName(
 bool usesZypper(const Session &session) { return session.packageManager == zypperName(); }
 
 constexpr Tool tools[] = {
-    {"tar", "tar", buildsDriver},      {"make", "make", buildsDriver},
-    {"rm", "coreutils", buildsDriver}, {"dpkg", "dpkg", usesApt},
-    {"apt-get", "apt", usesApt},       {"apt-cache", "apt", usesApt},
-    {"zypper", "zypper", usesZypper},  {"rpm", "rpm", usesZypper},
+    {"tar", "tar", buildsDriver}, {"make", "make", buildsDriver}, {"rm", "coreutils", buildsDriver},
+    {"dpkg", "dpkg", usesApt},    {"apt-get", "apt", usesApt},    {"zypper", "zypper", usesZypper},
+    {"rpm", "rpm", usesZypper},
 };
-
-Problem choosePackageManager(Session &session)
-{
-    if (!session.settings.wants(Goal::Packages))
-        return std::nullopt;
-    session.packageManager = session.settings.packageManager;
-    if (session.packageManager.isEmpty())
-        session.packageManager = packageManagerOfSystem();
-    if (!session.packageManager.isEmpty())
-        return std::nullopt;
-    return missing(QStringLiteral("This distribution is unknown, and so are its package tools."),
-                   QStringLiteral("Name them with --package-manager, or use --no-packages."));
-}
 
 Problem checkTools(Session &session)
 {
@@ -94,6 +72,37 @@ Problem checkTools(Session &session)
     }
     return std::nullopt;
 }
+
+}
+
+std::optional<Outcome> checkRoot(Session &)
+{
+    if (::geteuid() == 0)
+        return std::nullopt;
+    return Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
+                           QStringLiteral("Start it with sudo, or from a root shell."));
+}
+
+std::optional<Outcome> choosePackageTools(Session &session)
+{
+    if (!session.settings.wants(Goal::Packages))
+        return std::nullopt;
+    session.packageManager = session.settings.packageManager;
+    if (session.packageManager.isEmpty())
+        session.packageManager = packageManagerOfSystem();
+    if (!session.packageManager.isEmpty())
+        return std::nullopt;
+    return missing(QStringLiteral("This distribution is unknown, and so are its package tools."),
+                   QStringLiteral("Name them with --package-manager, or use --no-packages."));
+}
+
+std::optional<Outcome> checkPackageTools(Session &session)
+{
+    const Problem problem = choosePackageTools(session);
+    return problem ? problem : checkTools(session);
+}
+
+namespace {
 
 /** One that is not given is looked or asked for when the modem is known. */
 Problem checkBundle(Session &session)
@@ -195,7 +204,7 @@ Problem checkWritable(Session &)
 
 // What needs no other answer first. Root comes first: the rest would fail in odder ways without.
 constexpr Problem (*checks[])(Session &) = {
-    checkRoot,          choosePackageManager, checkTools,      checkBundle,
+    checkRoot,          choosePackageTools,   checkTools,      checkBundle,
     checkKernelHeaders, checkBackupDirectory, checkInitScript, checkCatalogue,
     checkConnection,    checkRunLevels,       checkWritable,   checkBus,
 };

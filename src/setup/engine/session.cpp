@@ -103,6 +103,8 @@ void Session::take(LibraryOutput::Kind kind, const QString &line)
         m_toolLines.append(line);
         if (m_toolLines.size() > keptToolLines)
             m_toolLines.removeFirst();
+        if (m_wantedLines)
+            m_wantedLines->append(line);
     }
     frontend.toolLine(line);
 }
@@ -119,6 +121,20 @@ void Session::forgetToolLines()
     output.sync();
     const std::lock_guard<std::mutex> lock(m_toolLinesMutex);
     m_toolLines.clear();
+}
+
+QStringList Session::linesOf(const std::function<void()> &work)
+{
+    QStringList lines;
+    const auto want = [this](QStringList *wanted) {
+        output.sync();
+        const std::lock_guard<std::mutex> lock(m_toolLinesMutex);
+        m_wantedLines = wanted;
+    };
+    want(&lines);
+    work();
+    want(nullptr);
+    return lines;
 }
 
 std::optional<QString> Session::waitForTools()
@@ -141,7 +157,7 @@ std::optional<QString> Session::waitForTools()
 }
 
 std::optional<int> Session::runTool(const QString &program, const QStringList &arguments,
-                                    const QString &directory, QStringList *lines)
+                                    const QString &directory, QStringList *lines, int timeLimit)
 {
     MyProcess process(nullptr);
     const auto takeLine = [this, lines](const QByteArray &line) {
@@ -154,7 +170,7 @@ std::optional<int> Session::runTool(const QString &program, const QStringList &a
     process.setWorkingDirectory(directory);
     process.start(program, arguments);
     process.closeWriteChannel();
-    const bool ended = process.waitForFinished(toolTimeLimit);
+    const bool ended = process.waitForFinished(timeLimit);
     if (!ended || process.exitStatus() != QProcess::NormalExit)
         return std::nullopt;
     return process.exitCode();

@@ -24,6 +24,7 @@
 #include <QStringList>
 #include <QVector>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -55,6 +56,7 @@ class Session
     // Used by the thread of the output, which must end first.
     std::mutex m_toolLinesMutex;
     QStringList m_toolLines;
+    QStringList *m_wantedLines = nullptr;
 
 public:
     Session(const Settings &settings, Frontend &frontend, const Cancellation &cancellation);
@@ -108,6 +110,9 @@ public:
     QStringList toolLines();
     void forgetToolLines();
 
+    /** Returns all lines that tools of the library print while @p work is done. */
+    QStringList linesOf(const std::function<void()> &work);
+
     /**
      * Waits for tools that outran the library's own wait.
      *
@@ -120,10 +125,12 @@ public:
     /**
      * Runs a tool of our own. Its lines go the way of all tool lines, or into @p lines.
      *
-     * @return the exit code; nothing when it could not be started or ran for too long
+     * @param timeLimit milliseconds
+     * @return the exit code; nothing when it could not be started, was killed or ran for too long
      */
     std::optional<int> runTool(const QString &program, const QStringList &arguments,
-                               const QString &directory, QStringList *lines = nullptr);
+                               const QString &directory, QStringList *lines = nullptr,
+                               int timeLimit = 30 * 60 * 1000);
 
 private:
     std::optional<Outcome> storeFault(const QString &path) const;

@@ -49,6 +49,7 @@ struct Settings
 
     QString packages; ///< names separated by commas
     QString packageManager;
+    QString protocol; ///< of which packages are wanted
     int lockTimeout = 0; ///< seconds
 
     QString providers;

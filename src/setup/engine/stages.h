@@ -14,6 +14,10 @@ class Session;
 
 // preconditions.cpp
 Outcome checkSystem(Session &session);
+/** Parts of it, for commands that have no stages. */
+std::optional<Outcome> checkRoot(Session &session);
+std::optional<Outcome> choosePackageTools(Session &session);
+std::optional<Outcome> checkPackageTools(Session &session);
 
 // provider.cpp
 Outcome chooseProvider(Session &session);

@@ -55,6 +55,13 @@ QString printable(const QString &text)
     return result;
 }
 
+bool isPackageName(const QString &text)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("\\A[A-Za-z0-9]([A-Za-z0-9+._:-]*[A-Za-z0-9+._])?\\z"));
+    return pattern.match(text).hasMatch();
+}
+
 QStringList splitNames(const QString &list)
 {
     static const QRegularExpression separator(QStringLiteral("[,\\s]+"));

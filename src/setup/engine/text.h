@@ -18,6 +18,12 @@ QString textFromBytes(const QByteArray &bytes);
 /** Returns @p text without control characters and escape sequences, fit for a terminal. */
 QString printable(const QString &text);
 
+/**
+ * Whether this can be the name of a package. With a minus sign in front or at the end the package
+ * tools would take it for an option or for a wish to remove something.
+ */
+bool isPackageName(const QString &text);
+
 /** Splits a list that a user has typed with commas, blanks or both. */
 QStringList splitNames(const QString &list);
 

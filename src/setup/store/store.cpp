@@ -26,7 +26,8 @@ namespace {
 
 constexpr int formatVersion = 1;
 
-constexpr const char *partNames[] = {"driver", "connection", "boot", "name-servers"};
+constexpr const char *partNames[] = {"driver", "connection", "boot", "name-servers",
+                                     "package-sources"};
 
 QString nameOf(Part part) { return QLatin1String(partNames[int(part)]); }
 
@@ -34,7 +35,7 @@ Part partOf(const QString &name)
 {
     const auto found = std::find_if(std::begin(partNames), std::end(partNames),
                                     [&](const char *part) { return name == QLatin1String(part); });
-    return Part(qMin<qint64>(found - std::begin(partNames), int(Part::NameServers)));
+    return Part(qMin<qint64>(found - std::begin(partNames), int(Part::PackageSources)));
 }
 
 QString indexFile() { return Store::directory() + QStringLiteral("/before.json"); }

@@ -14,7 +14,7 @@
 namespace Setup {
 
 /** The parts of a set-up, each of which can be undone alone. */
-enum class Part { Driver, Connection, Boot, NameServers };
+enum class Part { Driver, Connection, Boot, NameServers, PackageSources };
 
 /** A path that a set-up has changed. */
 struct StoredItem
