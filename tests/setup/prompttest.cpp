@@ -11,6 +11,7 @@
 #include <csignal>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -31,13 +32,21 @@ class TerminalRun
 {
 public:
     explicit TerminalRun(const QStringList &arguments, Environment environment = {},
-                         unsigned short columns = 100)
+                         unsigned short columns = 100, bool fromShell = false)
     {
         for (auto usual = usualEnvironment.cbegin(); usual != usualEnvironment.cend(); ++usual) {
             if (!environment.contains(usual.key()))
                 environment[usual.key()] = usual.value();
         }
         QList<QByteArray> words = {Machine::program.toLocal8Bit()};
+        if (fromShell) // one with job control
+            words = {"/bin/bash",
+                     "--norc",
+                     "-c",
+                     "set -m; \"$@\"; while :; do read -r word; "
+                     "$word; done",
+                     "bash",
+                     Machine::program.toLocal8Bit()};
         for (const QString &argument : arguments)
             words.append(argument.toLocal8Bit());
         QVector<char *> pointers;
@@ -117,6 +126,12 @@ public:
 
     QByteArray screen() const { return m_screen; }
 
+    void resize(unsigned short columns)
+    {
+        const winsize size = {24, columns, 0, 0};
+        ::ioctl(m_terminal, TIOCSWINSZ, &size);
+    }
+
 private:
     bool read(int timeout)
     {
@@ -159,6 +174,30 @@ QStringList askingForConnection(Changes changes = {})
 
 const QByteArray password = "typed s3cret";
 
+const QByteArray wideLine = "\u4e00\u4e8c\u4e09\u56db\u4e94\u516d\u4e03\u516b\u4e5d\u5341"
+                            "\u4e00\u4e8c\u4e09\u56db\u4e94\u516d\u4e03\u516b\u4e5d\u5341";
+
+/** Returns how many columns the text takes; of the wide characters it knows those of wideLine. */
+int columns(const QByteArray &text)
+{
+    int count = 0;
+    for (const QChar character : QString::fromUtf8(text))
+        count += character.unicode() >= 0x4e00 ? 2 : 1;
+    return count;
+}
+
+/** The states in which the progress line was seen, without what erases it. */
+QList<QByteArray> progressLines(QByteArray screen)
+{
+    QList<QByteArray> lines;
+    const int end = screen.indexOf("What was written");
+    for (const QByteArray &line : screen.left(end).replace("\r\n", "\n").split('\r')) {
+        if (line.startsWith("\x1b[K") && !line.contains('\n'))
+            lines.append(line.mid(3));
+    }
+    return lines;
+}
+
 }
 
 /** The questions, on a real terminal. */
@@ -180,6 +219,20 @@ private Q_SLOTS:
     void noKeyShowsThePassword();
     void endOfInput();
     void progressIsOneLine();
+    void progressFitsNarrowTerminals();
+    void aNarrowedTerminalKeepsOneLine();
+    void wrongAnswersAreAskedForAgain();
+    void refusedAnswersCanBeMended();
+    void aPipeEndsWithTheLastFault();
+    void tabCompletesNames();
+    void tabCompletesPaths();
+    void goingBack();
+    void helpIsGiven();
+    void nothingIsDoneWithoutAgreement();
+    void colours_data();
+    void colours();
+    void aDumbTerminalIsNotRewritten();
+    void stoppedAtAQuestion();
 
 private:
     Machine m_machine;
@@ -366,6 +419,282 @@ void PromptTest::progressIsOneLine()
         if (line.contains(" | "))
             QVERIFY2(line.size() < 100, line.constData());
     }
+}
+
+void PromptTest::progressFitsNarrowTerminals()
+{
+    for (const unsigned short width : {40, 61}) {
+        m_machine.reset();
+        m_machine.writeBundle(
+            Machine::makefile("@echo " + wideLine + "\n@sleep 1\n" + Machine::usualBuild(),
+                              Machine::usualInstallation()));
+        TerminalRun run(Machine::arguments(), {}, width);
+        QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
+        m_machine.plugIn();
+        QCOMPARE(run.finish(), 0);
+        int widest = 0;
+        const QList<QByteArray> lines = progressLines(run.screen());
+        for (const QByteArray &line : lines)
+            widest = std::max(widest, columns(line));
+        QVERIFY2(widest < width, run.screen().constData());
+        QVERIFY(width == 40 || widest >= width - 2); // the room is used where there is enough
+        QCOMPARE(run.screen().contains("\u4e00\u4e8c"), width == 61);
+    }
+}
+
+/** A terminal breaks the line that it has when it is made narrower: both parts are taken back. */
+void PromptTest::aNarrowedTerminalKeepsOneLine()
+{
+    m_machine.writeBundle(
+        Machine::makefile("@echo " + QByteArray(80, 'x') + "\n@sleep 2\n" + Machine::usualBuild(),
+                          Machine::usualInstallation()));
+    TerminalRun run(Machine::arguments());
+    QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
+    m_machine.plugIn();
+    QVERIFY(run.waitFor("xxxxxxxxxx"));
+    run.resize(40);
+    QVERIFY(run.waitFor("\x1b[2A\r\x1b[J[ 8/13] compile the driver ... "));
+    const int narrow = run.screen().size();
+    QCOMPARE(run.finish(), 0);
+    for (const QByteArray &line : progressLines(run.screen().mid(narrow)))
+        QVERIFY2(line.size() < 40, line.constData());
+}
+
+void PromptTest::wrongAnswersAreAskedForAgain()
+{
+    const QByteArray directory = Machine::directory.toLatin1();
+    QVERIFY(QFile::copy(Machine::directory + "/driver.tar.gz"_s,
+                        Machine::directory + "/my driver (1).tar.gz"_s));
+    TerminalRun run(asking({{"--driver"_s, "ueagle-atm"_s}}));
+    const QByteArray bundle = "Driver bundle for ueagle-atm (a tar archive): ";
+    const auto refuses = [&run](const QByteArray &answer, const QByteArray &why,
+                                const QByteArray &question) {
+        run.type(answer + "\n");
+        QVERIFY2(run.waitFor(why), run.screen().constData());
+        QVERIFY2(run.waitFor("\r\n" + question), run.screen().constData());
+    };
+    QVERIFY(run.waitFor(bundle));
+    refuses("", "No driver bundle was given.", bundle);
+    refuses("/no/such", "The driver bundle /no/such does not exist or is not a readable file.",
+            bundle);
+    refuses(directory + "/services.xml", "is no tar archive that can be read to its end.", bundle);
+    run.type(directory + "/my driver (1).tar.gz\n");
+    QVERIFY(run.waitFor("Country, or its number: "));
+    refuses("Atlantis", "Nothing matches \"Atlantis\".", "Country, or a part of it: ");
+    refuses("<", "There is no question to go back to.", "   1  Freedonia");
+    run.type("1\n");
+    QVERIFY(run.waitFor("Provider and service, or its number: "));
+    refuses("bad protocol", "The provider database has the unknown protocol \"pppox\"",
+            "   1  Example PPPoA");
+    run.type("1\n");
+    QVERIFY(run.waitFor("User name: "));
+    refuses("", "The user name cannot be used with pppd: it is empty.", "User name: ");
+    refuses("me\"you", "The user name cannot be used with pppd: it has a double quote in it.",
+            "User name: ");
+    run.type("me\n");
+    QVERIFY(run.waitFor("Password: "));
+    QVERIFY(run.waitForEcho(false));
+    refuses("", "The password cannot be used with pppd: it is empty.", "Password: ");
+    QVERIFY(run.waitForEcho(false));
+    run.type(password + "\n");
+    QVERIFY(run.waitFor("  Driver        built from " + directory + "/my driver (1).tar.gz\r\n"));
+    QVERIFY(run.waitFor("Go on (yes or no): "));
+    refuses("maybe", "Please answer yes or no.", "Go on (yes or no): ");
+    run.type("y\n");
+    QVERIFY(run.waitFor("The connection is set up.", 60000));
+    QCOMPARE(run.finish(), 0);
+    QVERIFY(!run.screen().contains(password));
+}
+
+/** The arrow upwards brings back what was typed before: to the same question, and no secret. */
+void PromptTest::refusedAnswersCanBeMended()
+{
+    TerminalRun run(
+        askingForConnection({{"--country"_s, "Freedonia"_s}, {"--service"_s, "Example LLC"_s}}));
+    QVERIFY(run.waitFor("User name: "));
+    run.type("me\"\n");
+    QVERIFY(run.waitFor("double quote in it.\r\nUser name: "));
+    run.type("\x1b[A\x7f\n");
+    QVERIFY(run.waitFor("Password: "));
+    QVERIFY(run.waitForEcho(false));
+    run.type(password + "\n");
+    QVERIFY(run.waitFor("  User name     me\r\n"));
+    QVERIFY(run.waitFor("Go on (yes or no): "));
+    run.type("\x1b[A\n");
+    QVERIFY(run.waitFor("Please answer yes or no."));
+    QVERIFY(!run.screen().contains(password));
+}
+
+void PromptTest::aPipeEndsWithTheLastFault()
+{
+    QProcess process;
+    Machine::start(
+        process,
+        askingForConnection({{"--country"_s, "Freedonia"_s}, {"--service"_s, "Example LLC"_s}}));
+    process.write("me\"\n");
+    process.closeWriteChannel();
+    const SetupResult result = Machine::finish(process);
+    QCOMPARE(result.code, 18);
+    QVERIFY2(result.output.contains("\nUser name: The user name cannot be used with pppd: it has a "
+                                    "double quote in it.\nUser name: \n"),
+             result.output.constData());
+    QVERIFY(!result.output.contains('\x1b'));
+}
+
+void PromptTest::tabCompletesNames()
+{
+    TerminalRun run(askingForConnection());
+    QVERIFY(run.waitFor("Country, or its number: "));
+    run.type("LVA\t");
+    QVERIFY2(run.waitFor("Sylvania"), run.screen().constData());
+    run.type("\x15"
+             "fr\t\n"); // all of it is taken back
+    QVERIFY(run.waitFor("Freedonia"));
+    QVERIFY(run.waitFor("Provider and service, or its number: "));
+    run.type("example p\t");
+    QVERIFY2(run.waitFor("PPPo"), run.screen().constData());
+    run.type("\t\t");
+    QVERIFY2(run.waitFor("Example PPPoA  Example PPPoE"), run.screen().constData());
+    run.type("e\t\n");
+    QVERIFY(run.waitFor("Freedonia, Example PPPoE: 0.38"));
+}
+
+void PromptTest::tabCompletesPaths()
+{
+    makeDirectory(Machine::directory + "/a directory"_s);
+    QVERIFY(QFile::copy(Machine::directory + "/driver.tar.gz"_s,
+                        Machine::directory + "/a directory/the driver.tar.gz"_s));
+    TerminalRun run(asking({{"--driver"_s, "ueagle-atm"_s}}));
+    QVERIFY(run.waitFor("(a tar archive): "));
+    run.type(Machine::directory.toLatin1() + "/a d\t");
+    QVERIFY2(run.waitFor("/a directory/"), run.screen().constData());
+    run.type("t\t\n");
+    QVERIFY2(run.waitFor("the driver.tar.gz\r\n"), run.screen().constData());
+    QVERIFY(run.waitFor("Country, or its number: "));
+}
+
+void PromptTest::goingBack()
+{
+    TerminalRun run(askingForConnection());
+    QVERIFY(run.waitFor("Country, or its number: "));
+    run.type("Freedonia\n");
+    QVERIFY(run.waitFor("Provider and service, or its number: "));
+    run.type("<\n");
+    QVERIFY(run.waitFor("Country, or its number: "));
+    run.type("Freedonia\n");
+    QVERIFY(run.waitFor("Provider and service, or its number: "));
+    run.type("Example LLC\n");
+    QVERIFY(run.waitFor("User name: "));
+    run.type("<\n");
+    QVERIFY(run.waitFor("   7  Example LLC\r\nProvider and service, or its number: "));
+    run.type("<\n");
+    QVERIFY(run.waitFor("Country, or its number: "));
+    run.type("Sylvania\n"); // which has one service only
+    QVERIFY(run.waitFor("    Sylvania, Sylvanian Telecom: 1.50, pppoe, llc\r\nUser name: "));
+    run.type("<\n");
+    QVERIFY(run.waitFor("Country, or its number: "));
+    run.type("Sylvania\n");
+    QVERIFY(run.waitFor("User name: "));
+    run.type("me\n");
+    QVERIFY(run.waitFor("Password: "));
+    QVERIFY(run.waitForEcho(false));
+    run.type("secret\n");
+    QVERIFY(run.waitFor("  Provider      Sylvanian Telecom (1.50, pppoe, llc)\r\n"));
+}
+
+void PromptTest::helpIsGiven()
+{
+    TerminalRun run(askingForConnection({{"--country"_s, "Freedonia"_s}}));
+    QVERIFY(run.waitFor("A question mark as an answer explains the question"));
+    QVERIFY(run.waitFor("Provider and service, or its number: "));
+    run.type("?\n");
+    QVERIFY(run.waitFor("What you have a contract for; the provider's letter tells. < goes back to "
+                        "the country."));
+    QVERIFY(run.waitFor("Provider and service, or its number: "));
+    QCOMPARE(run.screen().count("A question mark as an answer"), 1);
+}
+
+void PromptTest::nothingIsDoneWithoutAgreement()
+{
+    const QByteArray before = Machine::state();
+    TerminalRun run(
+        askingForConnection({{"--country"_s, "Freedonia"_s},
+                             {"--service"_s, "Example LLC"_s},
+                             {"--password-file"_s, Machine::directory + "/password"_s}}));
+    QVERIFY(run.waitFor("User name: "));
+    run.type("me\n");
+    QVERIFY(run.waitFor("\r\n\r\nWhat will be done with these answers:\r\n"));
+    QVERIFY(run.waitFor("  Password      not shown\r\n"));
+    QVERIFY(run.waitFor("  write the connection, link the connection into the run levels, set the "
+                        "name servers.\r\n"));
+    QVERIFY(run.waitFor("Go on (yes or no): "));
+    run.type("no\n");
+    QCOMPARE(run.finish(), 130);
+    QVERIFY2(run.screen().contains("The set-up was not begun. Start it again to give other "
+                                   "answers.\r\nNothing was changed.\r\n"),
+             run.screen().constData());
+    QCOMPARE(Machine::state(), before);
+    QVERIFY(!exists("/var/lib/kestra/state.json"_s));
+}
+
+void PromptTest::colours_data()
+{
+    QTest::addColumn<QByteArray>("noColour");
+    QTest::addColumn<QByteArray>("terminal");
+    QTest::addColumn<bool>("areWanted");
+    QTest::newRow("usual") << QByteArray() << QByteArray("xterm") << true;
+    QTest::newRow("refused") << QByteArray("1") << QByteArray("xterm") << false;
+    QTest::newRow("a dumb terminal") << QByteArray() << QByteArray("dumb") << false;
+}
+
+void PromptTest::colours()
+{
+    QFETCH(QByteArray, noColour);
+    QFETCH(QByteArray, terminal);
+    QFETCH(bool, areWanted);
+    TerminalRun run(
+        askingForConnection({{"--country"_s, "Freedonia"_s}, {"--service"_s, "Example LLC"_s}}),
+        {{"NO_COLOR", noColour}, {"TERM", terminal}});
+    QVERIFY(run.waitFor("User name: "));
+    run.type("\"\n");
+    QVERIFY(run.waitFor("User name: "));
+    run.type("\x03");
+    QCOMPARE(run.finish(), 130);
+    QCOMPARE(run.screen().contains("\x1b[32mdone\x1b[0m ("), areWanted);
+    QCOMPARE(run.screen().contains("\x1b[31minterrupted\x1b[0m ("), areWanted);
+    QCOMPARE(run.screen().contains("\x1b[31mThe user name cannot be used"), areWanted);
+    QCOMPARE(run.screen().contains("\x1b[31mThe set-up was interrupted."), areWanted);
+    QCOMPARE(run.screen().contains("m\x1b") || run.screen().contains("[0m"), areWanted);
+}
+
+void PromptTest::aDumbTerminalIsNotRewritten()
+{
+    TerminalRun run(askingForConnection(), {{"TERM", "dumb"}});
+    QVERIFY(run.waitFor("Country, or its number: "));
+    QVERIFY(run.isEchoing()); // the terminal itself edits the line
+    run.type("Sylvania\n");
+    QVERIFY(run.waitFor("User name: "));
+    run.type("\x04");
+    QCOMPARE(run.finish(), 2);
+    QVERIFY2(!run.screen().contains('\x1b'), run.screen().constData());
+}
+
+/** As from a shell: the terminal is the shell's while kestra-setup is stopped. */
+void PromptTest::stoppedAtAQuestion()
+{
+    TerminalRun run(askingForConnection(), {}, 100, true);
+    QVERIFY(run.waitFor("Country, or its number: "));
+    QVERIFY(run.waitForEcho(false)); // it is readline that shows what is typed
+    run.type("Fre");
+    QVERIFY(run.waitFor("Fre")); // the key throws away what nobody has read
+    run.type("\x1a");
+    QVERIFY2(run.waitFor("Stopped"), run.screen().constData());
+    QVERIFY(run.waitForEcho(true));
+    run.type("fg\n");
+    QVERIFY2(run.waitFor("Country, or its number: Fre"), run.screen().constData());
+    QVERIFY(run.waitForEcho(false));
+    run.type("edonia\n");
+    QVERIFY2(run.waitFor("Provider and service, or its number: "), run.screen().constData());
 }
 
 KESTRA_TEST_MAIN(PromptTest)

@@ -76,11 +76,20 @@ void stop(PassedOn &stopKey)
 
 // --- Completion. The whole line is one word: names and files may have blanks in them. ---
 
+void beginCompletion()
+{
+    rl_attempted_completion_over = 1; // no file names in the place of other names
+    rl_completion_append_character = '\0';
+}
+
 char *copied(const QByteArray &text) { return ::strdup(text.constData()); }
 
-/** Returns what all @p names begin with, if that is more than what was typed. */
+/** Returns the only one of @p names, or what all begin with, if that is more than what was typed.
+ */
 QString commonBeginning(const QStringList &names, const QString &typed)
 {
+    if (names.size() == 1)
+        return names.first();
     QString common = names.first();
     for (const QString &name : names) {
         while (!name.startsWith(common, Qt::CaseInsensitive))
@@ -92,7 +101,7 @@ QString commonBeginning(const QStringList &names, const QString &typed)
 /** Readline wants what to put in the place of the word, and then what there is to choose from. */
 char **completeName(const char *word, int, int)
 {
-    rl_attempted_completion_over = 1; // no file names instead
+    beginCompletion();
     const QString typed = textFromBytes(word);
     const QStringList matches = namesHolding(completedNames, typed);
     if (matches.isEmpty())
@@ -107,7 +116,7 @@ char **completeName(const char *word, int, int)
 
 char **completePath(const char *word, int, int)
 {
-    rl_attempted_completion_over = 1;
+    beginCompletion();
     return rl_completion_matches(word, rl_filename_completion_function);
 }
 
@@ -121,7 +130,6 @@ void setUpReadline(FILE *screen)
     rl_change_environment = 0; // the tools shall not take our terminal for theirs
     rl_completer_word_break_characters = "";
     rl_basic_quote_characters = "";
-    rl_completion_append_character = '\0';
     rl_completion_query_items = -1; // a question within a question could not be interrupted
     rl_initialize();
     rl_variable_bind("page-completions", "off");
