@@ -17,7 +17,10 @@ private Q_SLOTS:
 
     void aLongBuildIsWaitedFor();
     void aLongBuildThatFailsIsNoSuccess();
+    void aLongBuildThatFailsWithAProduct_data();
+    void aLongBuildThatFailsWithAProduct();
     void aLongInstallationIsJudgedByItsResult();
+    void aLongInstallationThatFailsIsTakenBack();
 
 private:
     Machine m_machine;
@@ -43,6 +46,42 @@ void TimeoutTest::aLongBuildThatFailsIsNoSuccess()
     QCOMPARE(result.code, 10);
     QVERIFY2(result.errors.contains("\n    | too bad\n"), result.errors.constData());
     QCOMPARE(readFile(Machine::oldModule), QByteArray("the old driver\n"));
+}
+
+void TimeoutTest::aLongBuildThatFailsWithAProduct_data()
+{
+    QTest::addColumn<QByteArray>("ending");
+    QTest::addColumn<QByteArray>("code");
+    QTest::newRow("make says so") << QByteArray("@false") << QByteArray("2");
+    QTest::newRow("make is killed") << QByteArray("@kill -9 $$PPID") << QByteArray("137");
+}
+
+/** The library would have it that such a make ended well. */
+void TimeoutTest::aLongBuildThatFailsWithAProduct()
+{
+    QFETCH(QByteArray, ending);
+    QFETCH(QByteArray, code);
+    m_machine.writeBundle(Machine::makefile(Machine::usualBuild() + "\n@sleep 35\n" + ending,
+                                            Machine::usualInstallation()));
+    const SetupResult result = m_machine.run(Machine::arguments(), 120000);
+    QVERIFY2(
+        result.errors.contains("The driver did not compile (make ended with code " + code + ")."),
+        result.everything().constData());
+    QCOMPARE(result.code, 10);
+    QCOMPARE(readFile(Machine::oldModule), QByteArray("the old driver\n"));
+}
+
+void TimeoutTest::aLongInstallationThatFailsIsTakenBack()
+{
+    m_machine.writeBundle(Machine::makefile(
+        Machine::usualBuild(), Machine::usualInstallation() + "\n@sleep 33\n@kill -9 $$PPID"));
+    const SetupResult result = m_machine.run(Machine::arguments(), 120000);
+    QVERIFY2(
+        result.errors.contains("The driver could not be installed (make ended with code 137)."),
+        result.everything().constData());
+    QCOMPARE(result.code, 12);
+    QCOMPARE(readFile(Machine::oldModule), QByteArray("the old driver\n"));
+    QVERIFY(!exists(Machine::newModule));
 }
 
 void TimeoutTest::aLongInstallationIsJudgedByItsResult()

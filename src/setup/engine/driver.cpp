@@ -335,6 +335,18 @@ std::optional<Outcome> waitForTools(Session &session, ExitCode code)
                            QStringLiteral("See what it waits for, then start again."));
 }
 
+/** The library takes a make that outran its time for one that has succeeded. */
+int exitCodeOfMake(Session &session, int codeOfLibrary)
+{
+    constexpr int failure = 2;
+    const int code = session.lateExitCode.value_or(codeOfLibrary);
+    const QStringList lines = session.toolLines();
+    const bool saysSo = std::any_of(lines.cbegin(), lines.cend(), [](const QString &line) {
+        return line.startsWith(QLatin1String("make: *** ")); // in every language
+    });
+    return code == 0 && saysSo ? failure : code;
+}
+
 QString inLog(const Session &session)
 {
     return QStringLiteral("The whole output is in %1.").arg(logFile(session));
@@ -378,7 +390,7 @@ QString copyCommands(const Session &session, const QStringList &installedPaths)
     return commands.join(QStringLiteral("; "));
 }
 
-/** Decides by what is in the module tree: the exit code of make is unknown when it took long. */
+/** Decides by what is in the module tree, whatever make says of itself. */
 bool isNewDriverInstalled(const Session &session)
 {
     const QStringList copies =
@@ -495,9 +507,10 @@ Outcome patchDriver(Session &session)
 
 Outcome compileDriver(Session &session)
 {
-    const int code = session.compiler->compileDriver();
+    const int codeOfLibrary = session.compiler->compileDriver();
     if (const auto problem = waitForTools(session, ExitCode::Compilation))
         return *problem;
+    const int code = exitCodeOfMake(session, codeOfLibrary);
     session.builtChecksum = checksum(productFile(session));
     if (code == 0 && !session.builtChecksum.isEmpty())
         return Outcome::done();
@@ -558,11 +571,12 @@ Outcome backupDriver(Session &session)
 
 Outcome installDriver(Session &session)
 {
-    const int code = session.compiler->installDriver();
+    const int codeOfLibrary = session.compiler->installDriver();
     if (const auto tool = session.waitForTools())
         return Outcome::failed(ExitCode::Restore, QStringLiteral("%1 does not end.").arg(*tool),
                                QStringLiteral("The earlier driver is in %1.")
                                    .arg(backupDirectory(session.kernelRelease)));
+    const int code = exitCodeOfMake(session, codeOfLibrary);
     session.changed(session.driver.extractedDriverPath,
                     QStringLiteral("unpacked and removed again"));
     if (code == 0 && isNewDriverInstalled(session)) {

@@ -24,9 +24,7 @@ QString processName(qint64 pid)
     return QString::fromLocal8Bit(readFile(QStringLiteral("/proc/%1/comm").arg(pid)).trimmed());
 }
 
-}
-
-QVector<Process> runningChildren()
+QVector<Process> childrenInState(bool (*isWanted)(const QByteArray &state))
 {
     QVector<Process> children;
     const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
@@ -38,10 +36,22 @@ QVector<Process> runningChildren()
         // "PID (NAME) STATE PARENT ...", where the name may hold anything
         const QByteArray status = readFile(QStringLiteral("/proc/%1/stat").arg(pid));
         const QList<QByteArray> fields = status.mid(status.lastIndexOf(')') + 2).split(' ');
-        if (fields.size() > 1 && fields[0] != "Z" && fields[1].toLongLong() == ::getpid())
+        if (fields.size() > 1 && isWanted(fields[0]) && fields[1].toLongLong() == ::getpid())
             children.append({pid, processName(pid)});
     }
     return children;
+}
+
+}
+
+QVector<Process> children()
+{
+    return childrenInState([](const QByteArray &) { return true; });
+}
+
+QVector<Process> runningChildren()
+{
+    return childrenInState([](const QByteArray &state) { return state != "Z"; });
 }
 
 std::optional<Process> lockHolder(const QString &path)

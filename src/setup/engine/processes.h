@@ -23,6 +23,9 @@ struct Process
     }
 };
 
+/** Returns the children of this process, also those whose end nobody has taken note of. */
+QVector<Process> children();
+
 /** Returns the children of this process that have not ended. */
 QVector<Process> runningChildren();
 

@@ -5,10 +5,12 @@
 
 #include "processes.h"
 #include "text.h"
+#include "toolwatch.h"
 
 #include <kestra/foundation/myprocess.h>
 #include <kestra/foundation/systeminfo.h>
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QSocketNotifier>
@@ -23,6 +25,14 @@ namespace {
 constexpr int keptToolLines = 12;
 constexpr int pollInterval = 100; // ms
 constexpr int toolTimeLimit = 30 * 60 * 1000;
+constexpr int lastWordsLimit = 2000;
+
+void handleEvents(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
 
 }
 
@@ -139,21 +149,22 @@ QStringList Session::linesOf(const std::function<void()> &work)
 
 std::optional<QString> Session::waitForTools()
 {
+    ToolWatch watch;
     QElapsedTimer time;
     time.start();
-    QVector<Process> running = runningChildren();
-    if (!running.isEmpty())
-        frontend.waiting(QStringLiteral("%1 to end").arg(running.first().description()));
-    while (!running.isEmpty() && !time.hasExpired(toolTimeLimit)) {
-        // The tool's output must go on being read, or the tool would come to a halt.
-        QEventLoop loop;
-        QTimer::singleShot(pollInterval, &loop, &QEventLoop::quit);
-        loop.exec();
-        running = runningChildren();
-    }
-    if (running.isEmpty())
-        return std::nullopt;
-    return running.first().description();
+    if (const auto tool = watch.running())
+        frontend.waiting(QStringLiteral("%1 to end").arg(tool->description()));
+    // The tool's output must go on being read, or the tool would come to a halt.
+    while (watch.running() && !time.hasExpired(toolTimeLimit))
+        handleEvents(pollInterval);
+    time.restart();
+    while (!watch.running() && watch.isAnyLeft() && !time.hasExpired(lastWordsLimit))
+        handleEvents(pollInterval);
+    QCoreApplication::processEvents(); // what a tool wrote that has ended in this very moment
+    lateExitCode = watch.exitCode();
+    if (const auto tool = watch.running())
+        return tool->description();
+    return std::nullopt;
 }
 
 std::optional<int> Session::runTool(const QString &program, const QStringList &arguments,

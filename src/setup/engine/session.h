@@ -81,6 +81,8 @@ public:
     qint64 bundleSize = 0; ///< bytes on a disk when it is unpacked
     Compiler::ModemDriver driver;
     std::unique_ptr<Compiler> compiler;
+    /** Of the tools that were waited for last; nothing if none were, or their end was not seen. */
+    std::optional<int> lateExitCode;
     QByteArray builtChecksum;
     QVector<SavedModule> savedModules; ///< the installed driver, moved to the backup
     QStringList otherModules; ///< names of what the driver's tree has built besides the driver
@@ -121,7 +123,6 @@ public:
      * @return the first tool that still ran when the time was up
      */
     std::optional<QString> waitForTools();
-
     /**
      * Runs a tool of our own. Its lines go the way of all tool lines, or into @p lines.
      *
