@@ -86,7 +86,10 @@ const Row rows[] = {
      Number {&Options::modemTimeout, 6, day, "a modem takes five seconds to settle", true},
      whoFindsModems},
     {"driver", "NAME", "", "Take this driver of the catalogue instead of looking for a modem.",
-     &Options::driver, whoFindsModems | whoPicksPackages},
+     &Options::driver,
+     whoFindsModems | whoPicksPackages | Command::Firmware | Command::FirmwareCheck},
+    {"from", "PATH", "", "A directory, a mounted disc, a firmware file or an archive.",
+     Path {&Options::firmwareFrom}, Command::Firmware},
 
     {"no-driver", "", "", "Build and install no driver.", Without {Goal::Driver}},
     {"driver-bundle", "FILE", "",
@@ -359,7 +362,13 @@ QString oneSentence(QString text)
 
 QString readOperand(Options &options, QStringList operands)
 {
-    const bool isTaken = *options.command->operand != '\0';
+    const QByteArray operand = options.command->operand;
+    if (operand.endsWith("...")) {
+        for (const QString &path : qAsConst(operands))
+            options.operands.append(QFileInfo(path).absoluteFilePath());
+        return operands.contains(QString()) ? QStringLiteral("An argument is empty.") : QString();
+    }
+    const bool isTaken = !operand.isEmpty();
     if (isTaken && !operands.isEmpty())
         options.operand = operands.takeFirst();
     if (operands.isEmpty())

@@ -17,6 +17,7 @@ struct Options : Settings
 {
     const Command *command = nullptr; ///< never null in what parseOptions() returns
     QString operand; ///< what followed the command's name
+    QStringList operands; ///< likewise, where a command takes several: paths
 
     bool help = false;
     bool version = false;
@@ -26,6 +27,7 @@ struct Options : Settings
     QString validate;
     QString output;
     bool force = false;
+    QString firmwareFrom;
     bool removePackages = false;
 
     QString error; ///< one sentence when something is wrong

@@ -42,16 +42,18 @@ struct Command
         Report = 2048,
         PackageCheck = 4096,
         Discs = 8192,
-        DiscAddition = 16384
+        DiscAddition = 16384,
+        Firmware = 32768,
+        FirmwareCheck = 65536
     };
     static constexpr unsigned every = ~0U;
     static constexpr unsigned staged =
         SetUp | BuildDriver | Packages | Connect | NameServers | Boot;
-    static constexpr unsigned changing = staged | Undo | UndoPart | DiscAddition;
+    static constexpr unsigned changing = staged | Undo | UndoPart | DiscAddition | Firmware;
 
     Id id;
     const char *name; ///< one or two words; empty for the guided set-up
-    const char *operand; ///< what may follow the name; empty when nothing may
+    const char *operand; ///< what may follow the name; empty when nothing may, "..." for several
     const char *summary;
     Answer (*run)(const Options &options); ///< null for one that goes through the stages
     unsigned goals = 0; ///< of the stages
@@ -98,6 +100,10 @@ Answer checkNameServers(const Options &options);
 
 // drivers.cpp
 Answer listDrivers(const Options &options);
+
+// firmware.cpp
+Answer checkFirmware(const Options &options);
+Answer installFirmware(const Options &options);
 
 // providers.cpp
 Answer listProviders(const Options &options);

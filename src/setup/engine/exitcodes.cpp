@@ -42,6 +42,7 @@ constexpr Row rows[] = {
     {ExitCode::Start, "the connection did not come up"},
     {ExitCode::Report, "the report could not be written"},
     {ExitCode::Disc, "there is no disc, or it could not be used"},
+    {ExitCode::Firmware, "firmware could not be installed"},
     {ExitCode::Interrupted, "interrupted"},
 };
 

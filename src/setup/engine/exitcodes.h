@@ -37,6 +37,7 @@ enum class ExitCode {
     Start = 24,
     Report = 25,
     Disc = 26,
+    Firmware = 27,
     Interrupted = 130,
 };
 
