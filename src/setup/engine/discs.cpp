@@ -62,6 +62,11 @@ bool hasSigns(const QString &manager, const QString &mountPoint)
 
 bool isMountPoint(const QString &path) { return QStorageInfo(path).rootPath() == path; }
 
+QString atTheBeginning(const QString &description)
+{
+    return description.left(1).toUpper() + description.mid(1);
+}
+
 Outcome failed(const QString &cause, const QString &nextStep)
 {
     return Outcome::failed(ExitCode::Disc, cause, nextStep);
@@ -70,8 +75,11 @@ Outcome failed(const QString &cause, const QString &nextStep)
 /** The files that tell the package tools of their sources. */
 std::optional<Outcome> rememberSources(Session &session)
 {
-    if (session.packageManager == aptName())
-        return session.remember(Part::PackageSources, {aptSources, aptDiscs});
+    if (session.packageManager == aptName()) {
+        const QString copy = QStringLiteral("~"); // apt-cdrom leaves copies of the earlier ones
+        return session.remember(Part::PackageSources,
+                                {aptSources, aptSources + copy, aptDiscs, aptDiscs + copy});
+    }
     return session.rememberEntries(Part::PackageSources, {zypperSources});
 }
 
@@ -136,7 +144,7 @@ std::optional<Outcome> mountForPackages(const Disc &disc)
     if (media.mountVolume(disc.udi, mountPointForPackages) == 0)
         return std::nullopt;
     return failed(QStringLiteral("%1 could not be mounted at %2.")
-                      .arg(disc.description(), mountPointForPackages),
+                      .arg(atTheBeginning(disc.description()), mountPointForPackages),
                   QStringLiteral("See whether it can be read, then start again."));
 }
 
@@ -203,7 +211,8 @@ Outcome addAsSource(Session &session, const Disc &disc)
         return giveUp(*problem);
     if (!(session.packageManager == aptName() ? addToApt(session) : addToZypper(session, disc)))
         return giveUp(failed(
-            QStringLiteral("%1 could not be made a source of packages.").arg(disc.description()),
+            QStringLiteral("%1 could not be made a source of packages.")
+                .arg(atTheBeginning(disc.description())),
             QStringLiteral("See whether it is the installation disc of this distribution.")));
     session.changed(session.packageManager == aptName() ? aptSources : zypperSources,
                     QStringLiteral("source of packages: %1").arg(disc.description()));
@@ -214,8 +223,9 @@ Outcome eject(const Disc &disc)
 {
     if (MediaManager(nullptr).ejectVolume(disc.udi))
         return Outcome::done();
-    return failed(QStringLiteral("%1 could not be ejected.").arg(disc.description()),
-                  QStringLiteral("See whether a program uses it, then start again."));
+    return failed(
+        QStringLiteral("%1 could not be ejected.").arg(atTheBeginning(disc.description())),
+        QStringLiteral("See whether a program uses it, then start again."));
 }
 
 DiscOffer offerDisc(Session &session, const QString &why)
