@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 #include "options.h"
+#include "preview/preview.h"
 
 #include <QCoreApplication>
 
@@ -44,6 +45,8 @@ int main(int argc, char **argv)
         return end(stdout,
                    QStringLiteral("kestra-setup %1\n").arg(application.applicationVersion()),
                    ExitCode::Success);
+    if (options.preview)
+        return runPreview(options, QCoreApplication::arguments());
     const bool asksNothing = options.command->run || options.command->runInSession;
     return int(asksNothing ? runCommand(options) : runStages(options));
 }

@@ -81,6 +81,8 @@ const Row rows[] = {
     {"data-dir", "DIR", KESTRA_DATA_DIR, "Where the files of kestra-setup are.",
      Path {&Options::dataDirectory}, Command::every},
     {"json", "", "", "Answer in JSON, and ask nothing.", &Options::json, Command::every},
+    {"preview", "", "", "Change nothing; show what would change, and what would be run.",
+     &Options::preview, Command::changing},
 
     {"modem-timeout", "SECONDS", "0", "How long to wait for a modem; 0 is for ever.",
      Number {&Options::modemTimeout, 6, day, "a modem takes five seconds to settle", true},
@@ -343,6 +345,8 @@ const Contradiction contradictions[] = {
      "--kernel-headers must not hold a comma and a blank."},
     {[](const Options &o) { return o.extractionPath.contains(QLatin1String(", ")); },
      "--extraction-path must not hold a comma and a blank."},
+    {[](const Options &o) { return o.preview && !o.logFile.isEmpty(); },
+     "--preview writes no file, and so excludes --log."},
 };
 
 QString firstContradiction(const Options &options)

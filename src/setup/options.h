@@ -23,6 +23,7 @@ struct Options : Settings
     bool version = false;
     bool verbose = false;
     bool json = false;
+    bool preview = false;
     QString logFile;
     QString validate;
     QString output;
