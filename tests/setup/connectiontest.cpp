@@ -454,6 +454,7 @@ void ConnectionTest::withoutPppd()
         QVERIFY(QFile::rename(aside, program));
     QCOMPARE(result.code, 0);
     QVERIFY2(result.output.endsWith("\nThe connection is set up.\n"
+                                    "\"/etc/init.d/kestrad start\" starts it now.\n"
                                     "pppd is not installed; the connection needs it.\n"),
              result.output.constData());
 }

@@ -232,6 +232,8 @@ void StagedTest::theConnectionIsStarted()
     QCOMPARE(result.code, 0);
     QVERIFY2(result.output.contains("called with start"), result.output.constData());
     QCOMPARE(readFile("/run/kestra-started"_s), QByteArray("started\n"));
+    QVERIFY2(result.output.endsWith("\nThe connection is set up.\nIt is up.\n"),
+             result.output.constData());
     remove("/run/kestra-started"_s);
 }
 
@@ -283,6 +285,7 @@ void StagedTest::driverIsBuiltWithoutAModem()
     QVERIFY2(result.code == 0, result.everything().constData());
     QCOMPARE(readFile(Machine::newModule), Machine::source);
     QVERIFY(titles(json(result)).contains("install the driver: done"_s));
+    QCOMPARE(json(result)["achieved"_s].toArray(), QJsonArray({"The driver is installed."_s}));
     QVERIFY(!exists("/etc/ppp/peers/kestra"_s));
     QCOMPARE(setup({"driver"_s, "restore"_s}).code, 0);
     QCOMPARE(readFile(Machine::oldModule), QByteArray("the old driver\n"));
@@ -411,6 +414,7 @@ void StagedTest::resolverOfAnotherIsAskedFor()
     QVERIFY2(result.output.contains("Write the name servers there all the same (yes or no)"),
              result.output.constData());
     QCOMPARE(result.code, code);
+    QCOMPARE(result.output.contains("The name servers are set."), isWritten);
     QCOMPARE(readFile("/etc/resolv.conf"_s),
              isWritten ? QByteArray("nameserver 192.0.2.1\n") : before);
 }

@@ -65,7 +65,8 @@ public:
         for (const Change &change : result.changes)
             changes.append(QJsonObject {{QStringLiteral("path"), change.path},
                                         {QStringLiteral("what"), change.what}});
-        return {{QStringLiteral("stages"), m_stages},
+        return {{QStringLiteral("achieved"), QJsonArray::fromStringList(result.achieved)},
+                {QStringLiteral("stages"), m_stages},
                 {QStringLiteral("notes"), m_notes},
                 {QStringLiteral("changes"), changes},
                 {QStringLiteral("tool_lines"), QJsonArray::fromStringList(result.toolLines)}};

@@ -52,6 +52,7 @@ struct Result
     QString stage; ///< title of the failed stage
     QStringList toolLines; ///< last lines of the tools that the failed stage ran
     QVector<Change> changes; ///< in the order in which they were made
+    QStringList achieved; ///< sentences that say what is there now, after success
 
     ExitCode code() const { return outcome.code; }
 };

@@ -96,6 +96,36 @@ Outcome takeAgreement(Session &session, const QStringList &steps)
                            QStringLiteral("Start it again to give other answers."));
 }
 
+struct Achievement
+{
+    unsigned goals; ///< of which one was wanted
+    unsigned others; ///< of which none was wanted
+    const char *sentence;
+};
+
+constexpr Achievement achievements[] = {
+    {Goal::Connection, 0, "The connection is set up."},
+    {Goal::Driver, Goal::Connection, "The driver is installed."},
+    {Goal::Packages, Goal::Connection, "The packages are installed."},
+    {Goal::Boot, Goal::Connection, "The connection will be started at boot."},
+    {Goal::NameServers, Goal::Connection, "The name servers are set."},
+    {Goal::Start, 0, "It is up."},
+    {Goal::InitScript, Goal::Start, "\"/etc/init.d/kestrad start\" starts it now."},
+};
+
+QStringList achieved(const Session &session)
+{
+    Settings settings = session.settings;
+    if (session.leavesNameServers)
+        settings.goals &= ~Goal::NameServers;
+    QStringList sentences;
+    for (const Achievement &achievement : achievements) {
+        if (settings.wants(achievement.goals) && !settings.wants(achievement.others))
+            sentences.append(QString::fromLatin1(achievement.sentence));
+    }
+    return sentences;
+}
+
 Outcome runStage(const Stage &stage, Session &session)
 {
     if (session.cancellation.isRequested()) {
@@ -139,12 +169,14 @@ Result goThroughStages(const Settings &settings, Frontend &frontend,
         session.store.seal();
         frontend.stageEnded(outcome);
         if (outcome.kind == Outcome::Failed)
-            result = {outcome, title, session.toolLines(), {}};
+            result = {outcome, title, session.toolLines(), {}, {}};
     }
     if (!session.store.finish() && session.store.fault().isEmpty())
         frontend.note(QStringLiteral("What was changed could not be noted in %1, so kestra-setup "
                                      "undo will need --force for some of it.")
                           .arg(Store::directory()));
+    if (result.code() == ExitCode::Success)
+        result.achieved = achieved(session);
     result.changes = session.changes;
     return result;
 }
@@ -156,8 +188,8 @@ Result run(const Settings &settings, Frontend &frontend, const Cancellation &can
     const RunLock lock;
     const auto &hindrance = lock.hindrance();
     Log log(frontend, settings, !hindrance);
-    const Result result =
-        hindrance ? Result {*hindrance, {}, {}, {}} : goThroughStages(settings, log, cancellation);
+    const Result result = hindrance ? Result {*hindrance, {}, {}, {}, {}}
+                                    : goThroughStages(settings, log, cancellation);
     log.ended(result);
     return result;
 }

@@ -307,7 +307,8 @@ void Terminal::report(const Result &result)
     }
     if (isSuccess) {
         writeLine(QString());
-        writeLine(QStringLiteral("The connection is set up."), Colour::Good);
+        for (const QString &sentence : result.achieved)
+            writeLine(sentence, Colour::Good);
         for (const QString &text : qAsConst(m_reminders))
             writeLine(text);
         return;
