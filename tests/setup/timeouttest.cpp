@@ -19,6 +19,7 @@ private Q_SLOTS:
     void aLongBuildThatFailsIsNoSuccess();
     void aLongBuildThatFailsWithAProduct_data();
     void aLongBuildThatFailsWithAProduct();
+    void aBundleThatIsNotReadInTime();
     void aLongInstallationIsJudgedByItsResult();
     void aLongInstallationThatFailsIsTakenBack();
 
@@ -54,6 +55,25 @@ void TimeoutTest::aLongBuildThatFailsWithAProduct_data()
     QTest::addColumn<QByteArray>("code");
     QTest::newRow("make says so") << QByteArray("@false") << QByteArray("2");
     QTest::newRow("make is killed") << QByteArray("@kill -9 $$PPID") << QByteArray("137");
+}
+
+/** tar may wait for a disk that does not answer. */
+void TimeoutTest::aBundleThatIsNotReadInTime()
+{
+    const QString directory = Machine::directory + "/bin"_s;
+    writeFile(directory + "/tar"_s, "#!/bin/sh\nexec sleep 300\n", 0755);
+    const QByteArray before = Machine::state();
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("PATH"_s, directory + QLatin1Char(':') + environment.value("PATH"_s));
+    process.setProcessEnvironment(environment);
+    Machine::start(process, Machine::arguments());
+    const SetupResult result = Machine::finish(process, {}, 120000);
+    QCOMPARE(result.code, 7);
+    QVERIFY2(result.errors.startsWith("\nThe driver bundle /tmp/machine/driver.tar.gz could not be "
+                                      "read to its end in 60 seconds. Make or download it again."),
+             result.errors.constData());
+    QCOMPARE(Machine::state(), before);
 }
 
 /** The library would have it that such a make ended well. */
