@@ -3,6 +3,7 @@
 
 #include "files.h"
 #include "machine.h"
+#include "standintool.h"
 #include "testmain.h"
 
 using namespace KestraTest;
@@ -21,6 +22,7 @@ private Q_SLOTS:
     void aLongBuildThatFailsWithAProduct();
     void aBundleThatIsNotReadInTime();
     void aLongInstallationIsJudgedByItsResult();
+    void aListingOfPackagesThatHangsIsGivenUp();
     void aLongInstallationThatFailsIsTakenBack();
 
 private:
@@ -114,6 +116,23 @@ void TimeoutTest::aLongInstallationIsJudgedByItsResult()
     QVERIFY2(result.output.contains("\n    Waiting for make (process "), result.output.constData());
     QCOMPARE(readFile(Machine::oldModule), QByteArray("the old driver\n"));
     QVERIFY(!exists(Machine::newModule));
+}
+
+void TimeoutTest::aListingOfPackagesThatHangsIsGivenUp()
+{
+    StandInTool dpkg("dpkg");
+    StandInTool::Behaviour hangs;
+    hangs.waitBefore = 45000;
+    dpkg.setBehaviour(hangs);
+    QProcess process;
+    Machine::start(
+        process,
+        {"packages"_s, "check"_s, "--packages"_s, "ppp"_s, "--package-manager"_s, "apt"_s});
+    const SetupResult result = Machine::finish(process);
+    QCOMPARE(result.code, 14);
+    QCOMPARE(result.errors,
+             QByteArray("kestra-setup: dpkg does not tell which packages are installed. Run it by "
+                        "hand to see what is wrong, then start again.\n"));
 }
 
 KESTRA_TEST_MAIN(TimeoutTest)
