@@ -364,6 +364,13 @@ QString oneSentence(QString text)
     return text.endsWith(QLatin1Char('.')) ? text : text + QLatin1Char('.');
 }
 
+bool beginsACommand(const QString &word)
+{
+    return std::any_of(commands().cbegin(), commands().cend(), [&](const Command &command) {
+        return word == QString::fromLatin1(command.name).section(QLatin1Char(' '), 0, 0);
+    });
+}
+
 QString readOperand(Options &options, QStringList operands)
 {
     const QByteArray operand = options.command->operand;
@@ -377,6 +384,9 @@ QString readOperand(Options &options, QStringList operands)
         options.operand = operands.takeFirst();
     if (operands.isEmpty())
         return QString();
+    if (options.command->id == Command::SetUp && beginsACommand(operands.constFirst()))
+        return QStringLiteral("The command \"%1\" must come before all options.")
+            .arg(operands.constFirst());
     return QStringLiteral("The argument \"%1\" is not understood.").arg(operands.constFirst());
 }
 

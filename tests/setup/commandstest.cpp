@@ -419,7 +419,10 @@ void CommandsTest::refusesWithOneSentence_data()
     QTest::addColumn<QString>("sentence");
 
     QTest::newRow("no such command")
-        << QStringList {"driver"_s} << "The argument \"driver\" is not understood."_s;
+        << QStringList {"start"_s} << "The argument \"start\" is not understood."_s;
+    QTest::newRow("command after an option")
+        << QStringList {"--verbose"_s, "status"_s}
+        << "The command \"status\" must come before all options."_s;
     QTest::newRow("operand too many")
         << QStringList {"providers"_s, "A"_s, "B"_s} << "The argument \"B\" is not understood."_s;
     QTest::newRow("operand for none")

@@ -46,7 +46,7 @@ const QVector<Command> &commands()
         {Command::DiscAddition, "disc add", "[DISC]",
          "Make a disc a source of packages; DISC is its device or its UDI.", nullptr,
          Goal::Packages, addDisc},
-        {Command::Look, "disc eject", "[DISC]", "Unmount a disc and eject it.", nullptr,
+        {Command::DiscEjection, "disc eject", "[DISC]", "Unmount a disc and eject it.", nullptr,
          Goal::Packages, ejectDisc},
         {Command::Connect, "connect", "", "Write the connection to a provider.", nullptr,
          Goal::Connection | Goal::InitScript},

@@ -44,12 +44,14 @@ struct Command
         Discs = 8192,
         DiscAddition = 16384,
         Firmware = 32768,
-        FirmwareCheck = 65536
+        FirmwareCheck = 65536,
+        DiscEjection = 131072
     };
     static constexpr unsigned every = ~0U;
     static constexpr unsigned staged =
         SetUp | BuildDriver | Packages | Connect | NameServers | Boot;
-    static constexpr unsigned changing = staged | Undo | UndoPart | DiscAddition | Firmware;
+    static constexpr unsigned changing =
+        staged | Undo | UndoPart | DiscAddition | DiscEjection | Firmware;
 
     Id id;
     const char *name; ///< one or two words; empty for the guided set-up
