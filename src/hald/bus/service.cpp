@@ -22,6 +22,18 @@ constexpr int leaveTimeout = 5000; // ms; a bus that hangs must not hold up the 
 const QString serviceName = QStringLiteral("org.freedesktop.Hal");
 const QString connectionName = QStringLiteral("kestra-hald");
 
+/**
+ * Waits until the thread of the bus knows the names of our connection. It keeps them in a list that
+ * every call reads without a lock. To listen to a service it asks the bus for its owner, so what
+ * the bus told before has come in, and the end of the receiver waits until that is dealt with.
+ */
+void settle(QDBusConnection bus)
+{
+    QObject receiver;
+    bus.connect(serviceName, QStringLiteral("/"), serviceName, QStringLiteral("Settled"), &receiver,
+                SIGNAL(objectNameChanged(QString)));
+}
+
 void quit(ExitCode code) { QCoreApplication::exit(int(code)); }
 
 }
@@ -62,6 +74,7 @@ ExitCode Service::connectToBus()
         connectionName);
     if (!bus.isConnected())
         return explainAbsence();
+    settle(bus);
     bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
                 QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
                 SLOT(disconnected()));
