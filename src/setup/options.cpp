@@ -5,6 +5,7 @@
 
 #include "engine/exitcodes.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -19,7 +20,7 @@ namespace Setup {
 namespace {
 
 using Flag = bool Options::*;
-using Text = QString Options::*;
+using Member = QString Options::*;
 
 /** A goal of the set-up that is given up, or added. */
 struct Without
@@ -54,7 +55,7 @@ struct Row
     const char *value;
     const char *usual;
     const char *description;
-    std::variant<Flag, Text, Path, Number, Without, With> target;
+    std::variant<Flag, Member, Path, Number, Without, With> target;
     unsigned commands = Command::SetUp; ///< those that take it
 };
 
@@ -71,88 +72,132 @@ constexpr unsigned whoLinks = Command::SetUp | Command::Boot;
 constexpr unsigned whoPicksServices = whoConnects | Command::NameServers;
 
 const Row rows[] = {
-    {"h help", "", "", "Show this help.", &Options::help, Command::every},
-    {"version", "", "", "Show the version.", &Options::version, Command::every},
-    {"verbose", "", "", "Show all output of the tools.", &Options::verbose, Command::every},
-    {"log", "FILE", "", "Write all output to FILE, too.", Path {&Options::logFile},
-     Command::staged},
-    {"unattended", "", "", "Ask nothing; all answers come from options.", &Options::unattended,
-     Command::staged},
-    {"data-dir", "DIR", KESTRA_DATA_DIR, "Where the files of kestra-setup are.",
+    {"h help", "", "", QT_TRANSLATE_NOOP("Setup", "Show this help."), &Options::help,
+     Command::every},
+    {"version", "", "", QT_TRANSLATE_NOOP("Setup", "Show the version."), &Options::version,
+     Command::every},
+    {"verbose", "", "", QT_TRANSLATE_NOOP("Setup", "Show all output of the tools."),
+     &Options::verbose, Command::every},
+    {"log", "FILE", "", QT_TRANSLATE_NOOP("Setup", "Write all output to FILE, too."),
+     Path {&Options::logFile}, Command::staged},
+    {"unattended", "", "",
+     QT_TRANSLATE_NOOP("Setup", "Ask nothing; all answers come from options."),
+     &Options::unattended, Command::staged},
+    {"data-dir", "DIR", KESTRA_DATA_DIR,
+     QT_TRANSLATE_NOOP("Setup", "Where the files of kestra-setup are."),
      Path {&Options::dataDirectory}, Command::every},
-    {"json", "", "", "Answer in JSON, and ask nothing.", &Options::json, Command::every},
-    {"preview", "", "", "Change nothing; show what would change, and what would be run.",
+    {"json", "", "", QT_TRANSLATE_NOOP("Setup", "Answer in JSON, and ask nothing."), &Options::json,
+     Command::every},
+    {"preview", "", "",
+     QT_TRANSLATE_NOOP("Setup", "Change nothing; show what would change, and what would be run."),
      &Options::preview, Command::changing},
 
-    {"modem-timeout", "SECONDS", "0", "How long to wait for a modem; 0 is for ever.",
-     Number {&Options::modemTimeout, 6, day, "a modem takes five seconds to settle", true},
+    {"modem-timeout", "SECONDS", "0",
+     QT_TRANSLATE_NOOP("Setup", "How long to wait for a modem; 0 is for ever."),
+     Number {&Options::modemTimeout, 6, day,
+             QT_TRANSLATE_NOOP("Setup", "a modem takes five seconds to settle"), true},
      whoFindsModems},
-    {"driver", "NAME", "", "Take this driver of the catalogue instead of looking for a modem.",
+    {"driver", "NAME", "",
+     QT_TRANSLATE_NOOP("Setup",
+                       "Take this driver of the catalogue instead of looking for a modem."),
      &Options::driver,
      whoFindsModems | whoPicksPackages | Command::Firmware | Command::FirmwareCheck},
-    {"from", "PATH", "", "A directory, a mounted disc, a firmware file or an archive.",
+    {"from", "PATH", "",
+     QT_TRANSLATE_NOOP("Setup", "A directory, a mounted disc, a firmware file or an archive."),
      Path {&Options::firmwareFrom}, Command::Firmware},
 
-    {"no-driver", "", "", "Build and install no driver.", Without {Goal::Driver}},
+    {"no-driver", "", "", QT_TRANSLATE_NOOP("Setup", "Build and install no driver."),
+     Without {Goal::Driver}},
     {"driver-bundle", "FILE", "",
-     "The sources of the driver, a tar archive (default: that of the catalogue).",
+     QT_TRANSLATE_NOOP(
+         "Setup", "The sources of the driver, a tar archive (default: that of the catalogue)."),
      Path {&Options::driverBundle}, whoBuilds},
-    {"extraction-path", "DIR", "/usr/src/kestra", "Where to unpack the bundle.",
-     Path {&Options::extractionPath}, whoBuilds},
+    {"extraction-path", "DIR", "/usr/src/kestra",
+     QT_TRANSLATE_NOOP("Setup", "Where to unpack the bundle."), Path {&Options::extractionPath},
+     whoBuilds},
     {"driver-tree", "DIR", "",
-     "The directory that the bundle unpacks into (default: from the catalogue).",
+     QT_TRANSLATE_NOOP("Setup",
+                       "The directory that the bundle unpacks into (default: from the catalogue)."),
      Path {&Options::driverTree}, whoBuilds},
-    {"module", "NAME", "", "The module that is built (default: from the catalogue).",
+    {"module", "NAME", "",
+     QT_TRANSLATE_NOOP("Setup", "The module that is built (default: from the catalogue)."),
      &Options::module, whoBuilds | Command::Connect},
-    {"kernel-headers", "DIR", "", "The kernel to build for (default: /lib/modules/RELEASE/build).",
+    {"kernel-headers", "DIR", "",
+     QT_TRANSLATE_NOOP("Setup", "The kernel to build for (default: /lib/modules/RELEASE/build)."),
      Path {&Options::kernelHeaders}, whoBuilds},
-    {"compile-arguments", "LIST", "", "What make gets to build (default: \"all, KDIR=DIR\").",
+    {"compile-arguments", "LIST", "",
+     QT_TRANSLATE_NOOP("Setup", "What make gets to build (default: \"all, KDIR=DIR\")."),
      &Options::compileArguments, whoBuilds},
-    {"install-arguments", "LIST", "", "What make gets to install (default: \"install, KDIR=DIR\").",
+    {"install-arguments", "LIST", "",
+     QT_TRANSLATE_NOOP("Setup", "What make gets to install (default: \"install, KDIR=DIR\")."),
      &Options::installArguments, whoBuilds},
-    {"make-environment", "LIST", "", "Variables for make (\"NAME=value, NAME=value\").",
+    {"make-environment", "LIST", "",
+     QT_TRANSLATE_NOOP("Setup", "Variables for make (\"NAME=value, NAME=value\")."),
      &Options::makeEnvironment, whoBuilds},
 
-    {"no-packages", "", "", "Install no packages.", Without {Goal::Packages}},
-    {"protocol", "NAME", "", "pppoe or pppoa (default: that of the connection, or both).",
+    {"no-packages", "", "", QT_TRANSLATE_NOOP("Setup", "Install no packages."),
+     Without {Goal::Packages}},
+    {"protocol", "NAME", "",
+     QT_TRANSLATE_NOOP("Setup", "pppoe or pppoa (default: that of the connection, or both)."),
      &Options::protocol, whoPicksPackages},
-    {"packages", "LIST", "", "The packages to install (default: what driver and protocol need).",
+    {"packages", "LIST", "",
+     QT_TRANSLATE_NOOP("Setup",
+                       "The packages to install (default: what driver and protocol need)."),
      &Options::packages, whoInstalls},
-    {"package-manager", "NAME", "", "apt or zypper (default: that of the distribution).",
+    {"package-manager", "NAME", "",
+     QT_TRANSLATE_NOOP("Setup", "apt or zypper (default: that of the distribution)."),
      &Options::packageManager, whoUsesPackages},
-    {"lock-timeout", "SECONDS", "300", "How long to wait for another program's package run.",
+    {"lock-timeout", "SECONDS", "300",
+     QT_TRANSLATE_NOOP("Setup", "How long to wait for another program's package run."),
      Number {&Options::lockTimeout, 0, day}, whoInstalls | Command::DiscAddition},
 
     {"providers", "FILE", "",
-     "The provider database (default: services.xml in the data directory).",
+     QT_TRANSLATE_NOOP("Setup",
+                       "The provider database (default: services.xml in the data directory)."),
      Path {&Options::providers}, whoPicksServices | Command::Providers},
-    {"validate", "FILE", "", "Check FILE, and name line and column of its faults.",
+    {"validate", "FILE", "",
+     QT_TRANSLATE_NOOP("Setup", "Check FILE, and name line and column of its faults."),
      Path {&Options::validate}, Command::Providers},
-    {"country", "NAME", "", "The country of the provider.", &Options::country, whoPicksServices},
-    {"service", "NAME", "", "The service of the provider.", &Options::service, whoPicksServices},
+    {"country", "NAME", "", QT_TRANSLATE_NOOP("Setup", "The country of the provider."),
+     &Options::country, whoPicksServices},
+    {"service", "NAME", "", QT_TRANSLATE_NOOP("Setup", "The service of the provider."),
+     &Options::service, whoPicksServices},
 
-    {"user", "NAME", "", "The user name that the provider has given.", &Options::user, whoConnects},
-    {"password-file", "FILE", "", "Read the password from FILE, which only its owner may read.",
+    {"user", "NAME", "", QT_TRANSLATE_NOOP("Setup", "The user name that the provider has given."),
+     &Options::user, whoConnects},
+    {"password-file", "FILE", "",
+     QT_TRANSLATE_NOOP("Setup", "Read the password from FILE, which only its owner may read."),
      Path {&Options::passwordFile}, whoConnects},
-    {"password-stdin", "", "", "Read the password from standard input.",
+    {"password-stdin", "", "", QT_TRANSLATE_NOOP("Setup", "Read the password from standard input."),
      &Options::passwordFromInput, whoConnects},
 
-    {"output", "FILE", "", "Write the report to FILE, which must not exist yet.",
+    {"output", "FILE", "",
+     QT_TRANSLATE_NOOP("Setup", "Write the report to FILE, which must not exist yet."),
      Path {&Options::output}, Command::Report},
 
-    {"force", "", "", "Also what somebody has changed since the set-up.", &Options::force,
-     Command::Undo | Command::UndoPart},
-    {"packages", "", "", "Remove the packages, too, that the set-up has installed.",
+    {"force", "", "",
+     QT_TRANSLATE_NOOP("Setup", "Also what somebody has changed since the set-up."),
+     &Options::force, Command::Undo | Command::UndoPart},
+    {"packages", "", "",
+     QT_TRANSLATE_NOOP("Setup", "Remove the packages, too, that the set-up has installed."),
      &Options::removePackages, Command::Undo},
 
-    {"no-boot", "", "", "Do not start the connection at boot.",
+    {"no-boot", "", "", QT_TRANSLATE_NOOP("Setup", "Do not start the connection at boot."),
      Without {Goal::InitScript | Goal::Boot}},
-    {"sequence", "N", "20", "The sequence number of the boot links, which must have two digits.",
-     Number {&Options::sequence, 10, 99, "systemd leaves out links with one digit"}, whoLinks},
-    {"start", "", "", "Start the connection at the end.", With {Goal::Start}, whoConnects},
+    {"sequence", "N", "20",
+     QT_TRANSLATE_NOOP("Setup",
+                       "The sequence number of the boot links, which must have two digits."),
+     Number {&Options::sequence, 10, 99,
+             QT_TRANSLATE_NOOP("Setup", "systemd leaves out links with one digit")},
+     whoLinks},
+    {"start", "", "", QT_TRANSLATE_NOOP("Setup", "Start the connection at the end."),
+     With {Goal::Start}, whoConnects},
 
-    {"no-dns", "", "", "Leave the name servers alone.", Without {Goal::NameServers}},
-    {"servers", "LIST", "", "The addresses of the name servers (default: those of the provider).",
+    {"no-dns", "", "", QT_TRANSLATE_NOOP("Setup", "Leave the name servers alone."),
+     Without {Goal::NameServers}},
+    {"servers", "LIST", "",
+     QT_TRANSLATE_NOOP("Setup",
+                       "The addresses of the name servers (default: those of the provider)."),
      &Options::nameServers, Command::NameServers},
 };
 
@@ -164,10 +209,10 @@ QString optionName(const char *name) { return QStringLiteral("--") + QString::fr
 
 QString description(const Row &row)
 {
-    QString text = QString::fromLatin1(row.description);
+    QString text = Text::tr(row.description);
     if (*row.usual) {
         text.chop(1); // the full stop
-        text += QStringLiteral(" (default: %1).").arg(QString::fromLatin1(row.usual));
+        text += Text::tr(" (default: %1).").arg(QString::fromLatin1(row.usual));
     }
     return text;
 }
@@ -214,7 +259,7 @@ struct Store
         return QString();
     }
 
-    QString operator()(Text member) const
+    QString operator()(Member member) const
     {
         options.*member = value;
         return emptyValue();
@@ -234,11 +279,11 @@ struct Store
         const bool isInRange = given >= number.lowest && given <= number.highest;
         if (isNumber && (isInRange || (number.mayBeZero && given == 0)))
             return QString();
-        const QString zero = number.mayBeZero ? QStringLiteral("0 or ") : QString();
+        const QString zero = number.mayBeZero ? Text::tr("0 or ") : QString();
         const QString reason = isNumber && given < number.lowest && *number.reason
-            ? QStringLiteral(": ") + QString::fromLatin1(number.reason)
+            ? QStringLiteral(": ") + Text::tr(number.reason)
             : QString();
-        return QStringLiteral("--%1 must be %2a number from %3 to %4, not \"%5\"%6.")
+        return Text::tr("--%1 must be %2a number from %3 to %4, not \"%5\"%6.")
             .arg(name, zero)
             .arg(number.lowest)
             .arg(number.highest)
@@ -247,7 +292,7 @@ struct Store
 
     QString emptyValue() const
     {
-        return isGiven && value.isEmpty() ? QStringLiteral("--%1 must not be empty.").arg(name)
+        return isGiven && value.isEmpty() ? Text::tr("--%1 must not be empty.").arg(name)
                                           : QString();
     }
 };
@@ -278,7 +323,7 @@ QString firstUnmet(const Options &options)
         return QString();
     for (const Requirement &requirement : requirements) {
         if (options.wants(requirement.goals) && !requirement.isMet(options))
-            return QStringLiteral("%1 is needed with %2.")
+            return Text::tr("%1 is needed with %2.")
                 .arg(optionName(requirement.name),
                      optionName(options.json ? "json" : "unattended"));
     }
@@ -318,42 +363,44 @@ bool areAllAddresses(const QString &list)
 
 const Contradiction contradictions[] = {
     {[](const Options &o) { return o.passwordFromInput && !o.passwordFile.isEmpty(); },
-     "--password-file and --password-stdin exclude each other."},
+     QT_TRANSLATE_NOOP("Setup", "--password-file and --password-stdin exclude each other.")},
     {[](const Options &o) { return o.passwordFromInput && !o.unattended; },
-     "--password-stdin needs --unattended: standard input cannot hold answers, too."},
+     QT_TRANSLATE_NOOP(
+         "Setup", "--password-stdin needs --unattended: standard input cannot hold answers, too.")},
     {[](const Options &o) {
          return !o.packageManager.isEmpty() && o.packageManager != QLatin1String("apt")
              && o.packageManager != QLatin1String("zypper");
      },
-     "--package-manager must be apt or zypper."},
+     QT_TRANSLATE_NOOP("Setup", "--package-manager must be apt or zypper.")},
     {[](const Options &o) {
          return !o.protocol.isEmpty() && o.protocol != QLatin1String("pppoe")
              && o.protocol != QLatin1String("pppoa");
      },
-     "--protocol must be pppoe or pppoa."},
+     QT_TRANSLATE_NOOP("Setup", "--protocol must be pppoe or pppoa.")},
     {[](const Options &o) { return !areAllPackageNames(o.packages); },
-     "--packages holds something that is no name of a package."},
+     QT_TRANSLATE_NOOP("Setup", "--packages holds something that is no name of a package.")},
     {[](const Options &o) { return !o.packages.isEmpty() && splitNames(o.packages).isEmpty(); },
-     "--packages names no package; use --no-packages to install none."},
+     QT_TRANSLATE_NOOP("Setup", "--packages names no package; use --no-packages to install none.")},
     {[](const Options &o) { return !areAllAddresses(o.nameServers); },
-     "--servers must be IPv4 addresses like 192.0.2.1, separated by commas."},
+     QT_TRANSLATE_NOOP("Setup",
+                       "--servers must be IPv4 addresses like 192.0.2.1, separated by commas.")},
     {[](const Options &o) { return !o.nameServers.isEmpty() && !o.country.isEmpty(); },
-     "--servers and --country exclude each other."},
+     QT_TRANSLATE_NOOP("Setup", "--servers and --country exclude each other.")},
     {[](const Options &o) { return !o.module.isEmpty() && !isFileName(o.module); },
-     "--module must be the file name of a kernel module."},
+     QT_TRANSLATE_NOOP("Setup", "--module must be the file name of a kernel module.")},
     {[](const Options &o) { return o.kernelHeaders.contains(QLatin1String(", ")); },
-     "--kernel-headers must not hold a comma and a blank."},
+     QT_TRANSLATE_NOOP("Setup", "--kernel-headers must not hold a comma and a blank.")},
     {[](const Options &o) { return o.extractionPath.contains(QLatin1String(", ")); },
-     "--extraction-path must not hold a comma and a blank."},
+     QT_TRANSLATE_NOOP("Setup", "--extraction-path must not hold a comma and a blank.")},
     {[](const Options &o) { return o.preview && !o.logFile.isEmpty(); },
-     "--preview writes no file, and so excludes --log."},
+     QT_TRANSLATE_NOOP("Setup", "--preview writes no file, and so excludes --log.")},
 };
 
 QString firstContradiction(const Options &options)
 {
     for (const Contradiction &contradiction : contradictions) {
         if (contradiction.holds(options))
-            return QString::fromLatin1(contradiction.sentence);
+            return Text::tr(contradiction.sentence);
     }
     return QString();
 }
@@ -377,7 +424,7 @@ QString readOperand(Options &options, QStringList operands)
     if (operand.endsWith("...")) {
         for (const QString &path : qAsConst(operands))
             options.operands.append(QFileInfo(path).absoluteFilePath());
-        return operands.contains(QString()) ? QStringLiteral("An argument is empty.") : QString();
+        return operands.contains(QString()) ? Text::tr("An argument is empty.") : QString();
     }
     const bool isTaken = !operand.isEmpty();
     if (isTaken && !operands.isEmpty())
@@ -385,9 +432,9 @@ QString readOperand(Options &options, QStringList operands)
     if (operands.isEmpty())
         return QString();
     if (options.command->id == Command::SetUp && beginsACommand(operands.constFirst()))
-        return QStringLiteral("The command \"%1\" must come before all options.")
+        return Text::tr("The command \"%1\" must come before all options.")
             .arg(operands.constFirst());
-    return QStringLiteral("The argument \"%1\" is not understood.").arg(operands.constFirst());
+    return Text::tr("The argument \"%1\" is not understood.").arg(operands.constFirst());
 }
 
 /** The arguments may begin with the words of a command. */
@@ -433,7 +480,7 @@ QString readInto(Options &options, QStringList arguments)
 
 QString usage(const Command &command)
 {
-    return QStringLiteral("%1 [options] %2")
+    return Text::tr("%1 [options] %2")
         .arg(QLatin1String(command.name), QLatin1String(command.operand))
         .trimmed();
 }
@@ -447,7 +494,7 @@ QString commandsText()
                         .arg(QStringLiteral("%1 %2")
                                  .arg(QLatin1String(command.name), QLatin1String(command.operand))
                                  .leftJustified(22),
-                             QLatin1String(command.summary));
+                             Text::tr(command.summary));
     }
     return text;
 }
@@ -468,14 +515,14 @@ QString helpText(const Command &command)
     // The parser's first line shows how the program was called, with its directory.
     const QString options = parser.helpText().section(QLatin1Char('\n'), 1);
     if (command.id != Command::SetUp)
-        return QStringLiteral("Usage: kestra-setup %1\n%2\n")
-                   .arg(usage(command), QLatin1String(command.summary))
+        return Text::tr("Usage: kestra-setup %1\n%2\n")
+                   .arg(usage(command), Text::tr(command.summary))
             + options;
-    return QStringLiteral("Usage: kestra-setup [options]\n"
-                          "Sets up a connection over a USB ADSL modem. Asks for what no option "
-                          "tells; the password is never an option.\n")
-        + options + QStringLiteral("\nCommands, each with a --help of its own:\n") + commandsText()
-        + QStringLiteral("\nExit codes:\n") + exitCodesText();
+    return Text::tr("Usage: kestra-setup [options]\n"
+                    "Sets up a connection over a USB ADSL modem. Asks for what no option "
+                    "tells; the password is never an option.\n")
+        + options + Text::tr("\nCommands, each with a --help of its own:\n") + commandsText()
+        + Text::tr("\nExit codes:\n") + exitCodesText();
 }
 
 }

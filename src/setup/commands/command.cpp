@@ -7,6 +7,7 @@
 #include "engine/runlock.h"
 #include "engine/settings.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "log/logfile.h"
 #include "options.h"
 
@@ -19,49 +20,69 @@ namespace Setup {
 const QVector<Command> &commands()
 {
     static const QVector<Command> table = {
-        {Command::SetUp, "", "", "Set a connection up.", nullptr, Goal::Usual},
-        {Command::Look, "detect", "", "List the supported modems that are plugged in.",
+        {Command::SetUp, "", "", QT_TRANSLATE_NOOP("Setup", "Set a connection up."), nullptr,
+         Goal::Usual},
+        {Command::Look, "detect", "",
+         QT_TRANSLATE_NOOP("Setup", "List the supported modems that are plugged in."),
          detectModems},
-        {Command::Look, "status", "", "Tell what is set up, and whether the link is up.",
+        {Command::Look, "status", "",
+         QT_TRANSLATE_NOOP("Setup", "Tell what is set up, and whether the link is up."),
          tellStatus},
-        {Command::Drivers, "drivers", "", "List the known drivers and where they come from.",
+        {Command::Drivers, "drivers", "",
+         QT_TRANSLATE_NOOP("Setup", "List the known drivers and where they come from."),
          listDrivers},
         {Command::Providers, "providers", "[COUNTRY]",
-         "List the countries, or the services of one; or check a database.", listProviders},
-        {Command::BuildDriver, "driver build", "", "Build the driver of a modem and install it.",
-         nullptr, Goal::Driver},
-        {Command::UndoPart, "driver restore", "", "Bring the driver back that was there before.",
-         restoreDriver},
+         QT_TRANSLATE_NOOP("Setup",
+                           "List the countries, or the services of one; or check a database."),
+         listProviders},
+        {Command::BuildDriver, "driver build", "",
+         QT_TRANSLATE_NOOP("Setup", "Build the driver of a modem and install it."), nullptr,
+         Goal::Driver},
+        {Command::UndoPart, "driver restore", "",
+         QT_TRANSLATE_NOOP("Setup", "Bring the driver back that was there before."), restoreDriver},
         {Command::Firmware, "firmware install", "[FILE|DIRECTORY]...",
-         "Put the firmware of a modem where the kernel looks for it.", installFirmware},
+         QT_TRANSLATE_NOOP("Setup", "Put the firmware of a modem where the kernel looks for it."),
+         installFirmware},
         {Command::FirmwareCheck, "firmware check", "",
-         "Tell which firmware of a modem is there, and where the other comes from.", checkFirmware},
-        {Command::Packages, "packages install", "", "Install the packages that are needed.",
-         nullptr, Goal::Packages},
+         QT_TRANSLATE_NOOP(
+             "Setup", "Tell which firmware of a modem is there, and where the other comes from."),
+         checkFirmware},
+        {Command::Packages, "packages install", "",
+         QT_TRANSLATE_NOOP("Setup", "Install the packages that are needed."), nullptr,
+         Goal::Packages},
         {Command::PackageCheck, "packages check", "",
-         "Tell which packages are needed, and which can be had.", nullptr, Goal::Packages,
-         checkPackages},
-        {Command::Discs, "disc list", "", "List the discs that are in the drives.", nullptr,
+         QT_TRANSLATE_NOOP("Setup", "Tell which packages are needed, and which can be had."),
+         nullptr, Goal::Packages, checkPackages},
+        {Command::Discs, "disc list", "",
+         QT_TRANSLATE_NOOP("Setup", "List the discs that are in the drives."), nullptr,
          Goal::Packages, listDiscs},
         {Command::DiscAddition, "disc add", "[DISC]",
-         "Make a disc a source of packages; DISC is its device or its UDI.", nullptr,
-         Goal::Packages, addDisc},
-        {Command::DiscEjection, "disc eject", "[DISC]", "Unmount a disc and eject it.", nullptr,
-         Goal::Packages, ejectDisc},
-        {Command::Connect, "connect", "", "Write the connection to a provider.", nullptr,
+         QT_TRANSLATE_NOOP("Setup",
+                           "Make a disc a source of packages; DISC is its device or its UDI."),
+         nullptr, Goal::Packages, addDisc},
+        {Command::DiscEjection, "disc eject", "[DISC]",
+         QT_TRANSLATE_NOOP("Setup", "Unmount a disc and eject it."), nullptr, Goal::Packages,
+         ejectDisc},
+        {Command::Connect, "connect", "",
+         QT_TRANSLATE_NOOP("Setup", "Write the connection to a provider."), nullptr,
          Goal::Connection | Goal::InitScript},
-        {Command::Boot, "boot enable", "", "Start the connection at boot.", nullptr,
+        {Command::Boot, "boot enable", "",
+         QT_TRANSLATE_NOOP("Setup", "Start the connection at boot."), nullptr,
          Goal::InitScript | Goal::Boot},
-        {Command::UndoPart, "boot disable", "", "Do not start the connection at boot any more.",
-         disableBoot},
-        {Command::NameServers, "dns set", "", "Set the name servers.", nullptr, Goal::NameServers},
+        {Command::UndoPart, "boot disable", "",
+         QT_TRANSLATE_NOOP("Setup", "Do not start the connection at boot any more."), disableBoot},
+        {Command::NameServers, "dns set", "", QT_TRANSLATE_NOOP("Setup", "Set the name servers."),
+         nullptr, Goal::NameServers},
         {Command::Look, "dns check", "",
-         "Tell which name servers are set, and whether they answer.", checkNameServers},
-        {Command::UndoPart, "dns restore", "", "Bring the earlier name servers back.",
-         restoreNameServers},
-        {Command::Report, "report", "", "Pack logs, versions and states to send to a helper.",
+         QT_TRANSLATE_NOOP("Setup", "Tell which name servers are set, and whether they answer."),
+         checkNameServers},
+        {Command::UndoPart, "dns restore", "",
+         QT_TRANSLATE_NOOP("Setup", "Bring the earlier name servers back."), restoreNameServers},
+        {Command::Report, "report", "",
+         QT_TRANSLATE_NOOP("Setup", "Pack logs, versions and states to send to a helper."),
          makeReport},
-        {Command::Undo, "undo", "", "Make everything as it was before the first set-up.", undoAll},
+        {Command::Undo, "undo", "",
+         QT_TRANSLATE_NOOP("Setup", "Make everything as it was before the first set-up."), undoAll},
     };
     return table;
 }
@@ -145,7 +166,9 @@ ExitCode print(const Answer &answer, bool asJson)
         printLines(answer);
     if (fflush(stdout) == 0)
         return answer.outcome.code;
-    put(stderr, "kestra-setup: The answer could not be written to standard output.\n");
+    put(stderr,
+        Text::tr("kestra-setup: The answer could not be written to standard output.\n")
+            .toLocal8Bit());
     return ExitCode::Internal;
 }
 

@@ -4,6 +4,7 @@
 #include "command.h"
 
 #include "engine/presentmodems.h"
+#include "engine/translate.h"
 
 #include <QJsonArray>
 
@@ -15,7 +16,7 @@ Answer detectModems(const Options &)
     Answer answer;
     QJsonArray modems;
     for (const PresentModem &modem : present.modems) {
-        answer.lines.append(QStringLiteral("%1 (%2:%3), driver %4")
+        answer.lines.append(Text::tr("%1 (%2:%3), driver %4")
                                 .arg(modem.name)
                                 .arg(modem.vendor, 4, 16, QLatin1Char('0'))
                                 .arg(modem.product, 4, 16, QLatin1Char('0'))
@@ -30,10 +31,9 @@ Answer detectModems(const Options &)
     answer.json.insert(QStringLiteral("modems"), modems);
     if (present.modems.isEmpty())
         answer.outcome = present.problem.isEmpty()
-            ? Outcome::failed(ExitCode::NoModem,
-                              QStringLiteral("No supported modem is plugged in."),
-                              QStringLiteral("kestra-setup drivers lists the modems that are "
-                                             "supported."))
+            ? Outcome::failed(ExitCode::NoModem, Text::tr("No supported modem is plugged in."),
+                              Text::tr("kestra-setup drivers lists the modems that are "
+                                       "supported."))
             : Outcome::failed(ExitCode::NoBus, present.problem, present.remedy + QLatin1Char('.'));
     return answer;
 }

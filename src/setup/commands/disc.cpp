@@ -7,6 +7,7 @@
 #include "engine/session.h"
 #include "engine/stages.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "options.h"
 
 #include <QJsonArray>
@@ -29,20 +30,19 @@ QJsonObject json(const Disc &disc)
 QString line(const Disc &disc, const std::optional<bool> &hasPackages)
 {
     const QString where = disc.mountPoint.isEmpty()
-        ? QStringLiteral("not mounted")
-        : QStringLiteral("mounted at %1").arg(disc.mountPoint);
-    const QString what = !hasPackages ? QStringLiteral("content unknown")
-        : *hasPackages                ? QStringLiteral("holds packages")
-                                      : QStringLiteral("holds no packages");
+        ? Text::tr("not mounted")
+        : Text::tr("mounted at %1").arg(disc.mountPoint);
+    const QString what = !hasPackages ? Text::tr("content unknown")
+        : *hasPackages                ? Text::tr("holds packages")
+                                      : Text::tr("holds no packages");
     return QStringLiteral("%1  %2  (%3, %4)")
-        .arg(disc.device, disc.label.isEmpty() ? QStringLiteral("no label") : disc.label, where,
-             what);
+        .arg(disc.device, disc.label.isEmpty() ? Text::tr("no label") : disc.label, where, what);
 }
 
 Outcome noDisc()
 {
-    return Outcome::failed(ExitCode::Disc, QStringLiteral("There is no disc in a drive."),
-                           QStringLiteral("Insert one, then start again."));
+    return Outcome::failed(ExitCode::Disc, Text::tr("There is no disc in a drive."),
+                           Text::tr("Insert one, then start again."));
 }
 
 QString devices(const Discs &discs)
@@ -67,13 +67,13 @@ std::variant<Disc, Outcome> wantedDisc(const QString &name)
     }
     if (!name.isEmpty())
         return Outcome::failed(ExitCode::Disc,
-                               QStringLiteral("There is no disc in %1.").arg(printable(name)),
-                               QStringLiteral("There is one in %1.").arg(devices(discs)));
+                               Text::tr("There is no disc in %1.").arg(printable(name)),
+                               Text::tr("There is one in %1.").arg(devices(discs)));
     if (discs.discs.size() == 1)
         return discs.discs.first();
-    return Outcome::failed(
-        ExitCode::Usage, QStringLiteral("There is more than one disc: in %1.").arg(devices(discs)),
-        QStringLiteral("Name the device of the one that is meant."));
+    return Outcome::failed(ExitCode::Usage,
+                           Text::tr("There is more than one disc: in %1.").arg(devices(discs)),
+                           Text::tr("Name the device of the one that is meant."));
 }
 
 Answer act(const QString &name, const QString &sentence,
@@ -122,7 +122,7 @@ Answer addDisc(Session &session, const Options &options)
         return {*problem, {}, {}};
     if (const auto problem = checkPackageTools(session))
         return {*problem, {}, {}};
-    return act(options.operand, QStringLiteral("A source of packages now: %1"),
+    return act(options.operand, Text::tr("A source of packages now: %1"),
                [&session](const Disc &disc) { return addAsSource(session, disc); });
 }
 
@@ -130,7 +130,7 @@ Answer ejectDisc(Session &session, const Options &options)
 {
     if (const auto problem = checkRoot(session))
         return {*problem, {}, {}};
-    return act(options.operand, QStringLiteral("Ejected: %1"), eject);
+    return act(options.operand, Text::tr("Ejected: %1"), eject);
 }
 
 }

@@ -4,6 +4,7 @@
 #include "command.h"
 
 #include "engine/catalogue.h"
+#include "engine/translate.h"
 #include "options.h"
 
 #include <QJsonArray>
@@ -22,26 +23,26 @@ struct Field
 constexpr Field fields[] = {
     {"", "name", &CatalogueEntry::name},
     {"", "version", &CatalogueEntry::version},
-    {"modems", "modems", &CatalogueEntry::modems},
-    {"bundle", "bundle", &CatalogueEntry::bundle},
-    {"source", "bundle_source", &CatalogueEntry::bundleSource},
+    {QT_TRANSLATE_NOOP("Setup", "modems"), "modems", &CatalogueEntry::modems},
+    {QT_TRANSLATE_NOOP("Setup", "bundle"), "bundle", &CatalogueEntry::bundle},
+    {QT_TRANSLATE_NOOP("Setup", "source"), "bundle_source", &CatalogueEntry::bundleSource},
     {"", "tree", &CatalogueEntry::tree},
-    {"module", "module", &CatalogueEntry::module},
+    {QT_TRANSLATE_NOOP("Setup", "module"), "module", &CatalogueEntry::module},
     {"", "compile_arguments", &CatalogueEntry::compileArguments},
     {"", "install_arguments", &CatalogueEntry::installArguments},
     {"", "make_environment", &CatalogueEntry::makeEnvironment},
     {"", "firmware_note", &CatalogueEntry::firmwareNote},
-    {"firmware", "firmware_source", &CatalogueEntry::firmwareSource},
+    {QT_TRANSLATE_NOOP("Setup", "firmware"), "firmware_source", &CatalogueEntry::firmwareSource},
 };
 
 QStringList lines(const CatalogueEntry &driver)
 {
-    QStringList result = {QStringLiteral("%1, version %2").arg(driver.name, driver.version)};
+    QStringList result = {Text::tr("%1, version %2").arg(driver.name, driver.version)};
     for (const Field &field : fields) {
         const QString value = driver.*field.member;
         if (*field.title && !value.isEmpty())
-            result.append(QStringLiteral("  %1 %2").arg(
-                QString::fromLatin1(field.title).leftJustified(9), value));
+            result.append(
+                QStringLiteral("  %1 %2").arg(Text::tr(field.title).leftJustified(9), value));
     }
     return result;
 }
@@ -66,8 +67,8 @@ Answer listDrivers(const Options &options)
     const Catalogue catalogue = readCatalogue(options.dataDirectory);
     if (!catalogue.fault.isEmpty())
         return {Outcome::failed(ExitCode::Precondition, catalogue.fault,
-                                QStringLiteral("Install kestra-setup completely, or give "
-                                               "--data-dir.")),
+                                Text::tr("Install kestra-setup completely, or give "
+                                         "--data-dir.")),
                 {},
                 {}};
     Answer answer;

@@ -7,6 +7,7 @@
 #include "engine/firmware.h"
 #include "engine/presentmodems.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "options.h"
 
 #include <QJsonArray>
@@ -35,9 +36,11 @@ struct StateName
 
 // In the order of FirmwareState.
 constexpr StateName states[] = {
-    {"missing", "%1: not found"},           {"present", "%1: there already"},
-    {"installed", "%1: installed from %2"}, {"replaced", "%1: replaced by %2"},
-    {"failed", "%1: not installed. %2"},
+    {"missing", QT_TRANSLATE_NOOP("Setup", "%1: not found")},
+    {"present", QT_TRANSLATE_NOOP("Setup", "%1: there already")},
+    {"installed", QT_TRANSLATE_NOOP("Setup", "%1: installed from %2")},
+    {"replaced", QT_TRANSLATE_NOOP("Setup", "%1: replaced by %2")},
+    {"failed", QT_TRANSLATE_NOOP("Setup", "%1: not installed. %2")},
 };
 
 Outcome failed(const QString &cause, const QString &nextStep)
@@ -50,9 +53,8 @@ std::optional<Outcome> chooseDrivers(const Options &options, QVector<CatalogueEn
 {
     const Catalogue catalogue = readCatalogue(options.dataDirectory);
     if (!catalogue.fault.isEmpty())
-        return Outcome::failed(
-            ExitCode::Precondition, catalogue.fault,
-            QStringLiteral("Install kestra-setup completely, or give --data-dir."));
+        return Outcome::failed(ExitCode::Precondition, catalogue.fault,
+                               Text::tr("Install kestra-setup completely, or give --data-dir."));
     QStringList names = {options.driver};
     if (options.driver.isEmpty()) {
         const PresentModems present = presentModems();
@@ -63,18 +65,17 @@ std::optional<Outcome> chooseDrivers(const Options &options, QVector<CatalogueEn
         if (names.isEmpty())
             return Outcome::failed(
                 ExitCode::NoModem,
-                present.problem.isEmpty() ? QStringLiteral("No supported modem is plugged in.")
+                present.problem.isEmpty() ? Text::tr("No supported modem is plugged in.")
                                           : asSentence(present.problem),
-                QStringLiteral("Plug it in, or name its driver with --driver; kestra-setup "
-                               "drivers lists them."));
+                Text::tr("Plug it in, or name its driver with --driver; kestra-setup "
+                         "drivers lists them."));
     }
     for (const QString &name : qAsConst(names)) {
         drivers.append(findDriver(catalogue, name));
         if (drivers.constLast().name.isEmpty())
-            return Outcome::failed(
-                ExitCode::Usage,
-                QStringLiteral("The driver catalogue has no driver \"%1\".").arg(name),
-                QStringLiteral("kestra-setup drivers lists those that it has."));
+            return Outcome::failed(ExitCode::Usage,
+                                   Text::tr("The driver catalogue has no driver \"%1\".").arg(name),
+                                   Text::tr("kestra-setup drivers lists those that it has."));
     }
     return std::nullopt;
 }
@@ -132,11 +133,11 @@ QJsonObject json(const CatalogueEntry &driver, const QVector<Entry> &entries)
 QStringList lines(const CatalogueEntry &driver, const QVector<Entry> &entries)
 {
     if (entries.isEmpty())
-        return {QStringLiteral("%1: kestra-setup knows of no firmware that this driver loads.")
+        return {Text::tr("%1: kestra-setup knows of no firmware that this driver loads.")
                     .arg(driver.name)};
-    QStringList result = {QStringLiteral("%1, in %2:").arg(driver.name, firmwareDirectory())};
+    QStringList result = {Text::tr("%1, in %2:").arg(driver.name, firmwareDirectory())};
     for (const Entry &entry : entries) {
-        const QString text = QString::fromLatin1(states[int(entry.state)].text);
+        const QString text = Text::tr(states[int(entry.state)].text);
         result.append(QStringLiteral("  ")
                       + (entry.state < FirmwareState::Installed
                              ? text.arg(entry.name)
@@ -162,27 +163,27 @@ std::optional<Outcome> search(const QStringList &sources, FirmwareFiles &files, 
         const QString fault = files.add(source);
         if (!fault.isEmpty())
             return failed(QStringLiteral("%1 %2.").arg(source, fault),
-                          QStringLiteral("Give the directory or the disc that has the firmware, "
-                                         "one of its files or an archive of them."));
+                          Text::tr("Give the directory or the disc that has the firmware, "
+                                   "one of its files or an archive of them."));
     }
     for (auto file = files.refused().cbegin(); file != files.refused().cend(); ++file)
-        answer.lines.append(QStringLiteral("Not taken: %1 %2.").arg(file.key(), *file));
+        answer.lines.append(Text::tr("Not taken: %1 %2.").arg(file.key(), *file));
     return std::nullopt;
 }
 
 Outcome outcomeOf(const QVector<Entry> &all, const QStringList &sources)
 {
     if (has(all, FirmwareState::Failed))
-        return failed(QStringLiteral("Not all of the firmware could be installed."),
-                      QStringLiteral("See above why, then start again."));
+        return failed(Text::tr("Not all of the firmware could be installed."),
+                      Text::tr("See above why, then start again."));
     const bool isAnyTaken = std::any_of(all.cbegin(), all.cend(), [](const Entry &entry) {
         return entry.state != FirmwareState::Missing && !entry.remark.isEmpty();
     });
     if (isAnyTaken)
         return Outcome::done();
-    return failed(QStringLiteral("There is no firmware of the modem in %1.")
+    return failed(Text::tr("There is no firmware of the modem in %1.")
                       .arg(sources.join(QStringLiteral(", "))),
-                  QStringLiteral("See above which files are needed, and where they come from."));
+                  Text::tr("See above which files are needed, and where they come from."));
 }
 
 }
@@ -206,8 +207,8 @@ Answer installFirmware(const Options &options)
     if (sources.isEmpty())
         return checkFirmware(options);
     if (::geteuid() != 0)
-        return {Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
-                                QStringLiteral("Start it with sudo, or from a root shell.")),
+        return {Outcome::failed(ExitCode::NotRoot, Text::tr("This program must run as root."),
+                                Text::tr("Start it with sudo, or from a root shell.")),
                 {},
                 {}};
     Answer answer;
@@ -229,8 +230,8 @@ Answer installFirmware(const Options &options)
     store.finish();
     answer.outcome = outcomeOf(all, sources);
     if (has(all, FirmwareState::Installed) || has(all, FirmwareState::Replaced))
-        answer.lines.append(QStringLiteral("A modem that is plugged in takes it when it is plugged "
-                                           "in anew."));
+        answer.lines.append(Text::tr("A modem that is plugged in takes it when it is plugged "
+                                     "in anew."));
     return answer;
 }
 

@@ -5,6 +5,7 @@
 
 #include "engine/session.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "options.h"
 #include "terminal/interrupt.h"
 
@@ -23,10 +24,7 @@ public:
     void stageStarted(int, int, const QString &) override { }
     void stageEnded(const Outcome &) override { }
     void note(const QString &text) override { tell(text); }
-    void waiting(const QString &forWhat) override
-    {
-        tell(QStringLiteral("Waiting for %1").arg(forWhat));
-    }
+    void waiting(const QString &forWhat) override { tell(Text::tr("Waiting for %1").arg(forWhat)); }
     void toolLine(const QString &line) override { libraryLine(line); }
     void libraryLine(const QString &line) override
     {
@@ -62,8 +60,7 @@ Answer askInSession(const Options &options)
     session.output.sync();
     const bool isKept = session.store.finish() || !session.store.fault().isEmpty();
     if (!isKept)
-        quiet.note(
-            QStringLiteral("What was changed could not be noted in %1.").arg(Store::directory()));
+        quiet.note(Text::tr("What was changed could not be noted in %1.").arg(Store::directory()));
     return answer;
 }
 

@@ -6,6 +6,7 @@
 #include "engine/files.h"
 #include "engine/foreign.h"
 #include "engine/paths.h"
+#include "engine/translate.h"
 
 #include <kestra/connection/dnsmanager.h>
 
@@ -60,8 +61,8 @@ bool answers(const QString &server)
 QString words(bool isAddressKnown, bool isAnswering)
 {
     if (!isAddressKnown)
-        return QStringLiteral("is no IPv4 address and was not asked");
-    return isAnswering ? QStringLiteral("answers") : QStringLiteral("does not answer");
+        return Text::tr("is no IPv4 address and was not asked");
+    return isAnswering ? Text::tr("answers") : Text::tr("does not answer");
 }
 
 }
@@ -74,14 +75,13 @@ Answer checkNameServers(const Options &)
     const bool isOurs = manager.isFileCorrect();
     if (file.isSymLink())
         answer.lines.append(
-            QStringLiteral("%1 is a link to %2.").arg(resolverFile(), file.symLinkTarget()));
+            Text::tr("%1 is a link to %2.").arg(resolverFile(), file.symLinkTarget()));
     const QString owner = ownerOfResolver(resolverFile());
     if (!owner.isEmpty())
-        answer.lines.append(
-            QStringLiteral("It is the file of %1, which may write it again.").arg(owner));
+        answer.lines.append(Text::tr("It is the file of %1, which may write it again.").arg(owner));
     if (file.exists() && !isOurs && owner.isEmpty())
-        answer.lines.append(QStringLiteral("%1 holds more than name servers, or is the file of "
-                                           "another program.")
+        answer.lines.append(Text::tr("%1 holds more than name servers, or is the file of "
+                                     "another program.")
                                 .arg(resolverFile()));
     QJsonArray servers;
     bool isAnyAnswering = false;
@@ -102,11 +102,10 @@ Answer checkNameServers(const Options &)
     if (!isAnyAnswering)
         answer.outcome = Outcome::failed(
             ExitCode::NameServers,
-            servers.isEmpty() ? QStringLiteral("%1 names no name server.").arg(resolverFile())
-                              : QStringLiteral("No name server answers."),
-            QStringLiteral(
-                "See whether the connection is up (kestra-setup status), then set others "
-                "with kestra-setup dns set."));
+            servers.isEmpty() ? Text::tr("%1 names no name server.").arg(resolverFile())
+                              : Text::tr("No name server answers."),
+            Text::tr("See whether the connection is up (kestra-setup status), then set others "
+                     "with kestra-setup dns set."));
     return answer;
 }
 

@@ -9,6 +9,7 @@
 #include "engine/packagesystem.h"
 #include "engine/session.h"
 #include "engine/stages.h"
+#include "engine/translate.h"
 
 #include <QHash>
 #include <QJsonArray>
@@ -28,9 +29,9 @@ struct State
 };
 
 constexpr State states[] = {
-    {installed, "installed"},
-    {available, "can be installed"},
-    {unavailable, "cannot be had"},
+    {installed, QT_TRANSLATE_NOOP("Setup", "installed")},
+    {available, QT_TRANSLATE_NOOP("Setup", "can be installed")},
+    {unavailable, QT_TRANSLATE_NOOP("Setup", "cannot be had")},
 };
 
 using Obstacles = QHash<QString, PackageSystem::Obstacle>;
@@ -62,9 +63,8 @@ void tell(Answer &answer, const PackageNeeds &needs, const QStringList &missing,
         QJsonObject object {{QStringLiteral("name"), need.name},
                             {QStringLiteral("for"), need.purpose},
                             {QStringLiteral("state"), QLatin1String(state.name)}};
-        QString line =
-            QStringLiteral("%1  %2 (for %3)")
-                .arg(need.name.leftJustified(24), QLatin1String(state.phrase), need.purpose);
+        QString line = Text::tr("%1  %2 (for %3)")
+                           .arg(need.name.leftJustified(24), Text::tr(state.phrase), need.purpose);
         if (obstacles.contains(need.name)) {
             const QString reason = obstacles[need.name].outcome.sentence;
             object.insert(QStringLiteral("reason"), reason);
@@ -83,19 +83,18 @@ Outcome outcomeOf(const QStringList &missing, const Obstacles &obstacles,
 {
     if (missing.isEmpty())
         return Outcome::done();
-    const QString sentence =
-        QStringLiteral("Not installed: %1.").arg(missing.join(QStringLiteral(", ")));
+    const QString sentence = Text::tr("Not installed: %1.").arg(missing.join(QStringLiteral(", ")));
     if (!together)
         return Outcome::failed(ExitCode::Packages, sentence,
-                               QStringLiteral("kestra-setup packages install installs them."));
+                               Text::tr("kestra-setup packages install installs them."));
     QStringList names = obstacles.keys();
     names.sort();
     const QString which = names.isEmpty()
-        ? QStringLiteral("They cannot be had together: %1").arg(together->outcome.sentence)
-        : QStringLiteral("Cannot be had: %1.").arg(names.join(QStringLiteral(", ")));
+        ? Text::tr("They cannot be had together: %1").arg(together->outcome.sentence)
+        : Text::tr("Cannot be had: %1.").arg(names.join(QStringLiteral(", ")));
     const PackageSystem::Obstacle &first = names.isEmpty() ? *together : obstacles[names.first()];
     const QString disc = first.mayADiscHelp
-        ? QStringLiteral(" An installation disc may have them: kestra-setup disc add.")
+        ? Text::tr(" An installation disc may have them: kestra-setup disc add.")
         : QString();
     return Outcome::failed(ExitCode::Packages, sentence + QLatin1Char(' ') + which,
                            first.outcome.nextStep + disc);

@@ -7,6 +7,7 @@
 #include "engine/providercheck.h"
 #include "engine/providerdatabase.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "options.h"
 
 #include <QFile>
@@ -42,7 +43,7 @@ QString description(const Line &line)
         .arg(line.protocol, line.encapsulation,
              line.nameServers.isEmpty()
                  ? QString()
-                 : QStringLiteral(", DNS ") + line.nameServers.join(QStringLiteral(" and ")));
+                 : QStringLiteral(", DNS ") + line.nameServers.join(Text::tr(" and ")));
 }
 
 QJsonObject json(const Line &line)
@@ -61,10 +62,9 @@ Answer listServices(ProviderDatabase &database, const QString &wanted)
     const auto country = matchName(countries, wanted);
     if (!country)
         return failed(Outcome::failed(
-            ExitCode::Service,
-            QStringLiteral("The provider database has no country \"%1\".").arg(wanted),
+            ExitCode::Service, Text::tr("The provider database has no country \"%1\".").arg(wanted),
             joined({suggestion(nearMatches(countries, wanted)),
-                    QStringLiteral("kestra-setup providers lists all.")})));
+                    Text::tr("kestra-setup providers lists all.")})));
     Answer answer;
     QJsonArray services;
     const QStringList names = database.services(*country);
@@ -100,11 +100,11 @@ Answer validate(const QString &path)
                    {QStringLiteral("valid"), faults.isEmpty()},
                    {QStringLiteral("faults"), array}};
     if (faults.isEmpty())
-        answer.lines.append(QStringLiteral("%1 is a valid provider database.").arg(path));
+        answer.lines.append(Text::tr("%1 is a valid provider database.").arg(path));
     else
-        answer.outcome = Outcome::failed(
-            ExitCode::Database, QStringLiteral("%1 is no valid provider database.").arg(path),
-            QStringLiteral("Mend what is listed."));
+        answer.outcome = Outcome::failed(ExitCode::Database,
+                                         Text::tr("%1 is no valid provider database.").arg(path),
+                                         Text::tr("Mend what is listed."));
     return answer;
 }
 

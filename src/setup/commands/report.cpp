@@ -5,6 +5,7 @@
 
 #include "engine/packages.h"
 #include "engine/paths.h"
+#include "engine/translate.h"
 #include "options.h"
 #include "report/archive.h"
 #include "report/collection.h"
@@ -127,7 +128,7 @@ void addModule(Collection &collection, const Answer &status)
                                .value(QStringLiteral("module"))
                                .toString();
     if (module.isEmpty())
-        collection.leaveOut(name, QStringLiteral("no driver is known to be set up"));
+        collection.leaveOut(name, Text::tr("no driver is known to be set up"));
     else
         collection.addOutput(name, outputOf(QStringLiteral("modinfo"), {module}));
 }
@@ -145,7 +146,7 @@ void addBootLinks(Collection &collection)
         }
     }
     if (text.isEmpty())
-        collection.leaveOut(QStringLiteral("boot-links.txt"), QStringLiteral("there are none"));
+        collection.leaveOut(QStringLiteral("boot-links.txt"), Text::tr("there are none"));
     else
         collection.add(QStringLiteral("boot-links.txt"), text);
 }
@@ -162,7 +163,7 @@ void addKernelMessages(Collection &collection)
     }
     output.bytes = kept.mid(qMax(0, int(kept.size()) - mostMessages)).join();
     if (output.bytes.isEmpty() && output.fault.isEmpty())
-        output.fault = QStringLiteral("there are none about USB, ATM and PPP");
+        output.fault = Text::tr("there are none about USB, ATM and PPP");
     collection.addOutput(QStringLiteral("kernel-messages.txt"), output, true);
 }
 
@@ -180,8 +181,8 @@ void addStoredPaths(Collection &collection)
         text += QFile::encodeName(item.path) + '\n';
     if (text.isEmpty())
         collection.leaveOut(name,
-                            ::geteuid() == 0 ? QStringLiteral("a set-up has changed nothing")
-                                             : QStringLiteral("only root may know them"));
+                            ::geteuid() == 0 ? Text::tr("a set-up has changed nothing")
+                                             : Text::tr("only root may know them"));
     else
         collection.add(name, text);
 }
@@ -207,11 +208,12 @@ void collect(Collection &collection, const Options &options)
 
 void addContents(Collection &collection, const QDateTime &time)
 {
-    QByteArray text = "A report of kestra-setup, made at " + time.toString(Qt::ISODate).toUtf8()
-        + ".\nUser names and passwords are masked.\n\nLeft out:\n";
+    QString text = Text::tr("A report of kestra-setup, made at %1.\n"
+                            "User names and passwords are masked.\n\nLeft out:\n")
+                       .arg(time.toString(Qt::ISODate));
     for (const QString &line : collection.leftOut())
-        text += "  " + line.toUtf8() + '\n';
-    collection.add(QStringLiteral("README.txt"), text);
+        text += QStringLiteral("  %1\n").arg(line);
+    collection.add(QStringLiteral("README.txt"), text.toUtf8());
 }
 
 QStringList namesOf(const QVector<Member> &members)
@@ -242,14 +244,14 @@ Answer makeReport(const Options &options)
     if (answer.outcome.kind == Outcome::Failed)
         return answer;
     const QStringList members = namesOf(collection.members());
-    answer.lines.append(QStringLiteral("The report is in %1; it holds:").arg(path));
+    answer.lines.append(Text::tr("The report is in %1; it holds:").arg(path));
     for (const QString &member : members)
         answer.lines.append(QStringLiteral("  ") + member);
-    answer.lines.append(QStringLiteral("Left out:"));
+    answer.lines.append(Text::tr("Left out:"));
     for (const QString &line : collection.leftOut())
         answer.lines.append(QStringLiteral("  ") + line);
-    answer.lines.append(QStringLiteral("User names and passwords are masked. Look through it "
-                                       "before you give it to others."));
+    answer.lines.append(Text::tr("User names and passwords are masked. Look through it "
+                                 "before you give it to others."));
     answer.json = {{QStringLiteral("file"), path},
                    {QStringLiteral("members"), QJsonArray::fromStringList(members)},
                    {QStringLiteral("left_out"), QJsonArray::fromStringList(collection.leftOut())}};

@@ -5,6 +5,7 @@
 
 #include "engine/run.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "options.h"
 #include "terminal/interrupt.h"
 #include "terminal/terminal.h"
@@ -93,11 +94,11 @@ ExitCode runOnTerminal(const Options &options, const Cancellation &cancellation)
     if (!options.logFile.isEmpty()) {
         const QString problem = terminal.openLog(options.logFile);
         if (!problem.isEmpty())
-            return print({Outcome::failed(ExitCode::Usage, problem,
-                                          QStringLiteral("See kestra-setup --help.")),
-                          {},
-                          {}},
-                         false);
+            return print(
+                {Outcome::failed(ExitCode::Usage, problem, Text::tr("See kestra-setup --help.")),
+                 {},
+                 {}},
+                false);
     }
     const Result result = run(options, terminal, cancellation);
     terminal.report(result);

@@ -6,6 +6,7 @@
 #include "engine/modules.h"
 #include "engine/paths.h"
 #include "engine/presentmodems.h"
+#include "engine/translate.h"
 #include "store/store.h"
 
 #include <kestra/connection/scriptmanager.h>
@@ -60,8 +61,8 @@ Aspect modem()
         names.append(modem.name);
     QString text = names.join(QStringLiteral(", "));
     if (text.isEmpty())
-        text = present.problem.isEmpty() ? QStringLiteral("none is plugged in")
-                                         : QStringLiteral("unknown: ") + present.problem;
+        text = present.problem.isEmpty() ? Text::tr("none is plugged in")
+                                         : Text::tr("unknown: ") + present.problem;
     return {text, QJsonArray::fromStringList(names)};
 }
 
@@ -69,7 +70,7 @@ Aspect driver()
 {
     const QString module = connectionSettings().value(QStringLiteral("MODULE"));
     if (module.isEmpty())
-        return {QStringLiteral("none is set up"), QJsonValue()};
+        return {Text::tr("none is set up"), QJsonValue()};
     const QStringList files =
         installedCopies(Kestra::SystemInfo::getKernelRelease(), module + QStringLiteral(".ko"));
     // In the names of loaded modules the kernel has no dashes.
@@ -78,9 +79,9 @@ Aspect driver()
     const bool isLoaded = QFileInfo::exists(QStringLiteral("/sys/module/") + loadedName);
     return {QStringLiteral("%1, %2, %3")
                 .arg(module,
-                     files.isEmpty() ? QStringLiteral("not installed for this kernel")
-                                     : QStringLiteral("installed"),
-                     isLoaded ? QStringLiteral("loaded") : QStringLiteral("not loaded")),
+                     files.isEmpty() ? Text::tr("not installed for this kernel")
+                                     : Text::tr("installed"),
+                     isLoaded ? Text::tr("loaded") : Text::tr("not loaded")),
             QJsonObject {{QStringLiteral("module"), module},
                          {QStringLiteral("files"), QJsonArray::fromStringList(files)},
                          {QStringLiteral("loaded"), isLoaded}}};
@@ -103,8 +104,8 @@ Aspect boot()
                 links.append(directory.filePath(name));
         }
     }
-    return {links.isEmpty() ? QStringLiteral("the connection is not started at boot")
-                            : QStringLiteral("the connection is started at boot"),
+    return {links.isEmpty() ? Text::tr("the connection is not started at boot")
+                            : Text::tr("the connection is started at boot"),
             QJsonArray::fromStringList(links)};
 }
 
@@ -116,7 +117,7 @@ Aspect nameServers()
         if (words.size() > 1 && words.constFirst() == QLatin1String("nameserver"))
             servers.append(words.at(1));
     }
-    return {servers.isEmpty() ? QStringLiteral("none") : servers.join(QStringLiteral(", ")),
+    return {servers.isEmpty() ? Text::tr("none") : servers.join(QStringLiteral(", ")),
             QJsonArray::fromStringList(servers)};
 }
 
@@ -156,11 +157,11 @@ Aspect link()
         && !lines.value(0).trimmed().isEmpty();
     const QString interface = runs ? lines.value(1).trimmed() : QString();
     const QStringList addresses = interface.isEmpty() ? QStringList() : addressesOf(interface);
-    QString text = QStringLiteral("down");
+    QString text = Text::tr("down");
     if (!addresses.isEmpty())
-        text = QStringLiteral("up, %1 has %2").arg(interface, addresses.join(QStringLiteral(", ")));
+        text = Text::tr("up, %1 has %2").arg(interface, addresses.join(QStringLiteral(", ")));
     else if (runs)
-        text = QStringLiteral("pppd runs, but is not connected");
+        text = Text::tr("pppd runs, but is not connected");
     return {text,
             QJsonObject {{QStringLiteral("up"), !addresses.isEmpty()},
                          {QStringLiteral("interface"), interface},
@@ -175,9 +176,11 @@ struct Row
 };
 
 constexpr Row rows[] = {
-    {"modem", "modem", modem},    {"driver", "driver", driver},
-    {"boot", "boot_links", boot}, {"name servers", "name_servers", nameServers},
-    {"link", "link", link},
+    {QT_TRANSLATE_NOOP("Setup", "modem"), "modem", modem},
+    {QT_TRANSLATE_NOOP("Setup", "driver"), "driver", driver},
+    {QT_TRANSLATE_NOOP("Setup", "boot"), "boot_links", boot},
+    {QT_TRANSLATE_NOOP("Setup", "name servers"), "name_servers", nameServers},
+    {QT_TRANSLATE_NOOP("Setup", "link"), "link", link},
 };
 
 struct ConditionName
@@ -188,10 +191,10 @@ struct ConditionName
 
 // In the order of StoredItem::Condition.
 constexpr ConditionName conditions[] = {
-    {"as_before", "as before the set-up"},
-    {"unchanged", "unchanged"},
-    {"edited", "edited since"},
-    {"missing", "missing"},
+    {"as_before", QT_TRANSLATE_NOOP("Setup", "as before the set-up")},
+    {"unchanged", QT_TRANSLATE_NOOP("Setup", "unchanged")},
+    {"edited", QT_TRANSLATE_NOOP("Setup", "edited since")},
+    {"missing", QT_TRANSLATE_NOOP("Setup", "missing")},
 };
 
 /** Only root may know what the set-up has kept. */
@@ -201,8 +204,7 @@ void tellFiles(Answer &answer)
     QJsonArray files;
     for (const StoredItem &item : store.items()) {
         const ConditionName &condition = conditions[item.condition()];
-        answer.lines.append(
-            QStringLiteral("  %1: %2").arg(item.path, QLatin1String(condition.text)));
+        answer.lines.append(QStringLiteral("  %1: %2").arg(item.path, Text::tr(condition.text)));
         files.append(QJsonObject {{QStringLiteral("path"), item.path},
                                   {QStringLiteral("condition"), QLatin1String(condition.key)}});
     }
@@ -210,7 +212,7 @@ void tellFiles(Answer &answer)
     if (!store.fault().isEmpty())
         answer.lines.append(QStringLiteral("  ") + store.fault());
     else if (store.items().isEmpty())
-        answer.lines.append(QStringLiteral("  none"));
+        answer.lines.append(Text::tr("  none"));
 }
 
 }
@@ -218,18 +220,18 @@ void tellFiles(Answer &answer)
 Answer tellStatus(const Options &)
 {
     if (::geteuid() != 0)
-        return {Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
-                                QStringLiteral("Start it with sudo, or from a root shell.")),
+        return {Outcome::failed(ExitCode::NotRoot, Text::tr("This program must run as root."),
+                                Text::tr("Start it with sudo, or from a root shell.")),
                 {},
                 {}};
     Answer answer;
     for (const Row &row : rows) {
         const Aspect aspect = row.look();
         answer.lines.append(QStringLiteral("%1 %2").arg(
-            (QLatin1String(row.title) + QLatin1Char(':')).leftJustified(13), aspect.text));
+            (Text::tr(row.title) + QLatin1Char(':')).leftJustified(13), aspect.text));
         answer.json.insert(QLatin1String(row.key), aspect.json);
     }
-    answer.lines.append(QStringLiteral("files that a set-up has changed:"));
+    answer.lines.append(Text::tr("files that a set-up has changed:"));
     tellFiles(answer);
     return answer;
 }

@@ -5,6 +5,7 @@
 
 #include "engine/backups.h"
 #include "engine/paths.h"
+#include "engine/translate.h"
 #include "options.h"
 #include "store/store.h"
 
@@ -38,7 +39,7 @@ bool runTool(const QString &program, const QStringList &arguments, Answer &answe
         && process.exitCode() == 0)
         return true;
     const QString output = QString::fromLocal8Bit(process.readAll()).trimmed();
-    answer.lines.append(QStringLiteral("%1 failed:").arg(program));
+    answer.lines.append(Text::tr("%1 failed:").arg(program));
     const QStringList lines =
         (output.isEmpty() ? process.errorString() : output).split(QLatin1Char('\n'));
     for (const QString &line : lines)
@@ -54,9 +55,10 @@ struct Listing
 };
 
 constexpr Listing listings[] = {
-    {"restored", "As before again: %1", &Undone::restored},
-    {"edited", "Left alone, as it was changed after the set-up: %1", &Undone::edited},
-    {"failed", "Could not be made as before: %1", &Undone::failed},
+    {"restored", QT_TRANSLATE_NOOP("Setup", "As before again: %1"), &Undone::restored},
+    {"edited", QT_TRANSLATE_NOOP("Setup", "Left alone, as it was changed after the set-up: %1"),
+     &Undone::edited},
+    {"failed", QT_TRANSLATE_NOOP("Setup", "Could not be made as before: %1"), &Undone::failed},
 };
 
 void tell(const Undone &undone, Answer &answer)
@@ -64,7 +66,7 @@ void tell(const Undone &undone, Answer &answer)
     for (const Listing &listing : listings) {
         const QStringList &paths = undone.*listing.paths;
         for (const QString &path : paths)
-            answer.lines.append(QLatin1String(listing.sentence).arg(path));
+            answer.lines.append(Text::tr(listing.sentence).arg(path));
         answer.json.insert(QLatin1String(listing.key), QJsonArray::fromStringList(paths));
     }
 }
@@ -87,8 +89,7 @@ bool removePackages(Store &store, Answer &answer)
     const QString remove = usesDpkg ? QStringLiteral("--remove") : QStringLiteral("--erase");
     if (!runTool(program, QStringList {remove, QStringLiteral("--")} + names, answer))
         return false;
-    answer.lines.append(
-        QStringLiteral("Removed the packages %1.").arg(names.join(QStringLiteral(", "))));
+    answer.lines.append(Text::tr("Removed the packages %1.").arg(names.join(QStringLiteral(", "))));
     return store.forgetPackages();
 }
 
@@ -108,16 +109,14 @@ void tidyUp(const QSet<QString> &driverFiles, const Undone &undone, Answer &answ
         restored.remove(path);
     const Backups backups = removeBackups(restored);
     for (const QString &path : backups.removed)
-        answer.lines.append(QStringLiteral("Removed the backup %1.").arg(path));
+        answer.lines.append(Text::tr("Removed the backup %1.").arg(path));
     for (const QString &path : backups.kept)
-        answer.lines.append(
-            QStringLiteral("The backup %1 stays: not all of it is back.").arg(path));
+        answer.lines.append(Text::tr("The backup %1 stays: not all of it is back.").arg(path));
     answer.json.insert(QStringLiteral("removed_backups"),
                        QJsonArray::fromStringList(backups.removed));
     answer.json.insert(QStringLiteral("kept_backups"), QJsonArray::fromStringList(backups.kept));
     if (QFileInfo(logDirectory()).isDir()) {
-        answer.lines.append(
-            QStringLiteral("The logs in %1 stay, for a report.").arg(logDirectory()));
+        answer.lines.append(Text::tr("The logs in %1 stay, for a report.").arg(logDirectory()));
         answer.json.insert(QStringLiteral("logs"), logDirectory());
     }
 }
@@ -135,40 +134,39 @@ QSet<QString> pathsOf(const Store &store, Part part)
 Outcome outcomeOf(const Undone &undone, bool areAllPackagesGone)
 {
     if (!undone.failed.isEmpty() || !areAllPackagesGone)
-        return Outcome::failed(ExitCode::Undo, QStringLiteral("Not everything could be undone."),
-                               QStringLiteral("See above what is left, and start again when the "
-                                              "cause is gone."));
+        return Outcome::failed(ExitCode::Undo, Text::tr("Not everything could be undone."),
+                               Text::tr("See above what is left, and start again when the "
+                                        "cause is gone."));
     if (!undone.isNoted)
         return Outcome::failed(
             ExitCode::Undo,
-            QStringLiteral("What was undone could not be noted in %1.").arg(Store::directory()),
-            QStringLiteral("See whether the disk is full or protected, then start again."));
+            Text::tr("What was undone could not be noted in %1.").arg(Store::directory()),
+            Text::tr("See whether the disk is full or protected, then start again."));
     if (!undone.edited.isEmpty())
-        return Outcome::failed(
-            ExitCode::Undo, QStringLiteral("Not everything was undone."),
-            QStringLiteral("Use --force for what was changed after the set-up, too."));
+        return Outcome::failed(ExitCode::Undo, Text::tr("Not everything was undone."),
+                               Text::tr("Use --force for what was changed after the set-up, too."));
     return Outcome::done();
 }
 
 std::optional<Outcome> hindrance(const Store &store)
 {
     if (::geteuid() != 0)
-        return Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
-                               QStringLiteral("Start it with sudo, or from a root shell."));
+        return Outcome::failed(ExitCode::NotRoot, Text::tr("This program must run as root."),
+                               Text::tr("Start it with sudo, or from a root shell."));
     if (!store.fault().isEmpty())
         return Outcome::failed(ExitCode::Precondition, store.fault(),
-                               QStringLiteral("See who has changed it."));
+                               Text::tr("See who has changed it."));
     return std::nullopt;
 }
 
-QString nothingToUndo() { return QStringLiteral("There is nothing to undo."); }
+QString nothingToUndo() { return Text::tr("There is nothing to undo."); }
 
 /** Whoever undoes everything wants to know what stays. */
 void tellOfPackages(const Store &store, const Options &options, const QVector<Part> &parts,
                     Answer &answer)
 {
     if (!options.removePackages && parts.contains(Part::Connection) && !store.packages().isEmpty())
-        answer.lines.append(QStringLiteral("The packages %1 stay; undo --packages removes them.")
+        answer.lines.append(Text::tr("The packages %1 stay; undo --packages removes them.")
                                 .arg(store.packages().join(QStringLiteral(", "))));
 }
 

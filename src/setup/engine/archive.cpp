@@ -4,6 +4,7 @@
 #include "archive.h"
 
 #include "text.h"
+#include "translate.h"
 
 #include <kestra/foundation/myprocess.h>
 
@@ -26,9 +27,9 @@ constexpr int readingTime = 60 * 1000; // ms
 
 constexpr qint64 blockSize = 4096;
 
-QString downloadAgain() { return QStringLiteral("Make or download it again."); }
+QString downloadAgain() { return Text::tr("Make or download it again."); }
 
-QString trustedSource() { return QStringLiteral("Get it from a source that you trust."); }
+QString trustedSource() { return Text::tr("Get it from a source that you trust."); }
 
 /** Undoes tar's quoting, which is that of string literals in C. */
 QString unquoted(const QByteArray &quoted)
@@ -113,7 +114,7 @@ void Listing::take(const QByteArray &line)
     if (match.hasMatch())
         takeMember(match);
     else if (beginning.match(text).hasMatch())
-        refuse(QStringLiteral("holds something that is neither file nor directory nor link (%1)")
+        refuse(Text::tr("holds something that is neither file nor directory nor link (%1)")
                    .arg(unquoted(line.mid(line.indexOf('"') + 1).replace("\"", ""))),
                trustedSource());
     // All else is a message of tar or of the program that it has unpack the archive.
@@ -127,13 +128,11 @@ void Listing::takeMember(const QRegularExpressionMatch &match)
     const qint64 size = match.captured(2).toLongLong();
     m_archive.size += (size / blockSize + 1) * blockSize;
     if (size > largestContent || m_archive.size > largestContent)
-        refuse(QStringLiteral("holds more than %1 MiB").arg(largestContent / mebibyte),
-               downloadAgain());
+        refuse(Text::tr("holds more than %1 MiB").arg(largestContent / mebibyte), downloadAgain());
     else if (m_archive.members.size() > mostMembers)
-        refuse(QStringLiteral("holds more than %1 files").arg(mostMembers), downloadAgain());
+        refuse(Text::tr("holds more than %1 files").arg(mostMembers), downloadAgain());
     else if (leavesDirectory(name))
-        refuse(QStringLiteral("would put files outside its directory (%1)").arg(name),
-               trustedSource());
+        refuse(Text::tr("would put files outside its directory (%1)").arg(name), trustedSource());
     else
         checkLinks(type, name, unquoted(match.captured(4).toLatin1()));
 }
@@ -148,15 +147,12 @@ void Listing::checkLinks(char type, const QString &name, const QString &target)
     // A hard link to a symbolic one would be the same at another place.
     const bool isCopy = isHardLink && m_links.contains(QDir::cleanPath(target));
     if (!link.isEmpty())
-        refuse(QStringLiteral("would write through a link of its own (%1)").arg(name),
-               trustedSource());
+        refuse(Text::tr("would write through a link of its own (%1)").arg(name), trustedSource());
     else if (leaves || isCopy)
-        refuse(QStringLiteral("has a link that leads outside its directory (%1 to %2)")
-                   .arg(name, target),
+        refuse(Text::tr("has a link that leads outside its directory (%1 to %2)").arg(name, target),
                trustedSource());
     else if (type == 'l' && m_directories.contains(path))
-        refuse(QStringLiteral("would write through a link of its own (%1)").arg(name),
-               trustedSource());
+        refuse(Text::tr("would write through a link of its own (%1)").arg(name), trustedSource());
     if (type == 'l')
         m_links.insert(path);
     for (int slash = int(path.indexOf(QLatin1Char('/'))); slash > 0;
@@ -197,9 +193,9 @@ Archive readArchive(const QString &path)
 {
     const qint64 size = QFileInfo(path).size();
     if (size == 0)
-        return faulty(QStringLiteral("is empty"), downloadAgain());
+        return faulty(Text::tr("is empty"), downloadAgain());
     if (size > largestFile)
-        return faulty(QStringLiteral("is larger than %1 MiB").arg(largestFile / mebibyte),
+        return faulty(Text::tr("is larger than %1 MiB").arg(largestFile / mebibyte),
                       downloadAgain());
     Listing listing;
     MyProcess tar(nullptr);
@@ -222,13 +218,12 @@ Archive readArchive(const QString &path)
         return archive;
     if (!ended)
         return faulty(
-            QStringLiteral("could not be read to its end in %1 seconds").arg(readingTime / 1000),
+            Text::tr("could not be read to its end in %1 seconds").arg(readingTime / 1000),
             downloadAgain());
     if (tar.exitStatus() != QProcess::NormalExit || tar.exitCode() != 0)
-        return faulty(QStringLiteral("is no tar archive that can be read to its end"),
-                      downloadAgain());
+        return faulty(Text::tr("is no tar archive that can be read to its end"), downloadAgain());
     if (archive.members.isEmpty())
-        return faulty(QStringLiteral("holds no files"), downloadAgain());
+        return faulty(Text::tr("holds no files"), downloadAgain());
     return archive;
 }
 

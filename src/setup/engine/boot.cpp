@@ -5,6 +5,7 @@
 #include "paths.h"
 #include "session.h"
 #include "stages.h"
+#include "translate.h"
 
 #include <kestra/connection/scriptmanager.h>
 
@@ -63,7 +64,7 @@ std::optional<Outcome> placeInitScript(Session &session)
         return problem;
     if (!copyInitScript(session.settings))
         return notWritten(ExitCode::Connection, initScript());
-    session.changed(initScript(), QStringLiteral("starts and stops the connection"));
+    session.changed(initScript(), Text::tr("starts and stops the connection"));
     return std::nullopt;
 }
 
@@ -84,27 +85,25 @@ Outcome linkBoot(Session &session)
     const bool isBack = directory >= 0 && ::fchdir(directory) == 0;
     ::close(directory);
     if (!isBack)
-        session.frontend.note(QStringLiteral("The working directory is gone."));
+        session.frontend.note(Text::tr("The working directory is gone."));
 
     const QStringList after = runLevelEntries(base);
     for (const QString &entry : before) {
         if (!after.contains(entry))
-            session.changed(entry, QStringLiteral("removed"));
+            session.changed(entry, Text::tr("removed"));
     }
     for (const QString &entry : after) {
         if (!before.contains(entry))
-            session.changed(entry,
-                            QStringLiteral("link to %1").arg(QFileInfo(entry).symLinkTarget()));
+            session.changed(entry, Text::tr("link to %1").arg(QFileInfo(entry).symLinkTarget()));
     }
     for (int level = 0; level <= 6; ++level) {
         const QFileInfo link(linkName(session, base, level));
         if (!link.isSymLink() || link.symLinkTarget() != initScript())
-            return Outcome::failed(
-                ExitCode::Boot,
-                QStringLiteral("The link %1 could not be made.").arg(link.filePath()),
-                QStringLiteral("See what is in its place, then start again."));
+            return Outcome::failed(ExitCode::Boot,
+                                   Text::tr("The link %1 could not be made.").arg(link.filePath()),
+                                   Text::tr("See what is in its place, then start again."));
     }
-    return Outcome::done(QStringLiteral("%1/rc0.d to rc6.d").arg(base));
+    return Outcome::done(Text::tr("%1/rc0.d to rc6.d").arg(base));
 }
 
 Outcome startConnection(Session &session)
@@ -114,12 +113,11 @@ Outcome startConnection(Session &session)
         return Outcome::done();
     return Outcome::failed(
         ExitCode::Start,
-        QStringLiteral("The connection did not come up (%1 start: %2).")
+        Text::tr("The connection did not come up (%1 start: %2).")
             .arg(initScript(),
-                 code ? QStringLiteral("code %1").arg(*code)
-                      : QStringLiteral("it did not run to its end")),
-        QStringLiteral("See what it has said, and whether the modem is plugged in and the line "
-                       "reaches it; try again with kestra-setup connect --start."));
+                 code ? Text::tr("code %1").arg(*code) : Text::tr("it did not run to its end")),
+        Text::tr("See what it has said, and whether the modem is plugged in and the line "
+                 "reaches it; try again with kestra-setup connect --start."));
 }
 
 }

@@ -4,6 +4,7 @@
 #include "bundle.h"
 
 #include "archive.h"
+#include "translate.h"
 
 #include <QDir>
 #include <QFile>
@@ -33,9 +34,9 @@ std::optional<qint64> spaceLeft(const QString &directory)
 
 Outcome badBundle(const Settings &settings, const QString &what, const QString &nextStep)
 {
-    return Outcome::failed(
-        ExitCode::Bundle,
-        QStringLiteral("The driver bundle %1 %2.").arg(settings.driverBundle, what), nextStep);
+    return Outcome::failed(ExitCode::Bundle,
+                           Text::tr("The driver bundle %1 %2.").arg(settings.driverBundle, what),
+                           nextStep);
 }
 
 std::optional<Outcome> readBundle(Session &session)
@@ -44,9 +45,8 @@ std::optional<Outcome> readBundle(Session &session)
     session.settings.driverBundle = bundle.absoluteFilePath();
     session.bundleMembers.clear();
     if (!bundle.isFile() || !bundle.isReadable())
-        return badBundle(session.settings,
-                         QStringLiteral("does not exist or is not a readable file"),
-                         QStringLiteral("Give its path with --driver-bundle."));
+        return badBundle(session.settings, Text::tr("does not exist or is not a readable file"),
+                         Text::tr("Give its path with --driver-bundle."));
     const Archive archive = readArchive(session.settings.driverBundle);
     if (session.cancellation.isRequested()) // tar has heard of it, too
         return Outcome::interrupted();

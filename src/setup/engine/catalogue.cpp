@@ -3,6 +3,8 @@
 
 #include "catalogue.h"
 
+#include "translate.h"
+
 #include <QDir>
 #include <QRegularExpression>
 #include <QSettings>
@@ -11,7 +13,7 @@ namespace Setup {
 
 namespace {
 
-struct Text
+struct Field
 {
     const char *key;
     QString CatalogueEntry::*member;
@@ -19,7 +21,7 @@ struct Text
     bool isNeededToBuild = false;
 };
 
-constexpr Text texts[] = {
+constexpr Field texts[] = {
     {"Name", &CatalogueEntry::name, true},
     {"Version", &CatalogueEntry::version, true},
     {"Modems", &CatalogueEntry::modems, true},
@@ -53,7 +55,7 @@ QString text(const QSettings &file, const char *key)
     return file.value(QLatin1String(key)).toStringList().join(QLatin1String(", "));
 }
 
-bool lacks(const CatalogueEntry &entry, const Text &row)
+bool lacks(const CatalogueEntry &entry, const Field &row)
 {
     return (entry.*row.member).isEmpty()
         && (row.isNeeded || (row.isNeededToBuild && !entry.bundle.isEmpty()));
@@ -86,21 +88,20 @@ QString readEntry(const QString &path, CatalogueEntry &entry)
 {
     QSettings file(path, QSettings::IniFormat);
     file.beginGroup(QStringLiteral("Driver"));
-    for (const Text &row : texts)
+    for (const Field &row : texts)
         entry.*row.member = text(file, row.key);
     for (const List &row : lists)
         entry.*row.member = catalogueList(file.value(QLatin1String(row.key)));
     if (file.status() != QSettings::NoError)
-        return QStringLiteral("The driver catalogue's %1 is no list of keys and values.").arg(path);
-    for (const Text &row : texts) {
+        return Text::tr("The driver catalogue's %1 is no list of keys and values.").arg(path);
+    for (const Field &row : texts) {
         if (lacks(entry, row))
-            return QStringLiteral("The driver catalogue's %1 has no %2.")
+            return Text::tr("The driver catalogue's %1 has no %2.")
                 .arg(path, QLatin1String(row.key));
     }
     const QString name = badName(entry);
     if (!name.isEmpty())
-        return QStringLiteral(
-                   "The driver catalogue's %1 has \"%2\", which cannot be the name of a file.")
+        return Text::tr("The driver catalogue's %1 has \"%2\", which cannot be the name of a file.")
             .arg(path, name);
     return QString();
 }
@@ -121,8 +122,7 @@ Catalogue readCatalogue(const QString &dataDirectory)
     const QStringList names =
         directory.entryList({QStringLiteral("*.conf")}, QDir::Files, QDir::Name);
     if (names.isEmpty())
-        catalogue.fault =
-            QStringLiteral("There is no driver catalogue in %1.").arg(directory.path());
+        catalogue.fault = Text::tr("There is no driver catalogue in %1.").arg(directory.path());
     for (const QString &name : names) {
         CatalogueEntry entry;
         const QString fault = readEntry(directory.filePath(name), entry);

@@ -6,6 +6,7 @@
 #include "replaced.h"
 #include "session.h"
 #include "stages.h"
+#include "translate.h"
 
 #include <kestra/connection/scriptmanager.h>
 
@@ -65,8 +66,8 @@ class Written
 public:
     const QString path;
 
-    Written(const QString &file, const char *what)
-        : path(file), m_what(QString::fromLatin1(what)), m_before(content(file))
+    Written(const QString &file, const QString &what)
+        : path(file), m_what(what), m_before(content(file))
     {
     }
 
@@ -166,11 +167,10 @@ Outcome writeConnection(Session &session)
     ScriptManager scripts;
     QDir().mkpath(peerDirectory);
     if (!QFileInfo::exists(pppd))
-        session.frontend.reminder(
-            QStringLiteral("pppd is not installed; the connection needs it."));
+        session.frontend.reminder(Text::tr("pppd is not installed; the connection needs it."));
 
-    const Written peer(peerFile(session), "how pppd reaches the provider");
-    const Written unicorn(unicornOptions, "line parameters for the driver");
+    const Written peer(peerFile(session), Text::tr("how pppd reaches the provider"));
+    const Written unicorn(unicornOptions, Text::tr("line parameters for the driver"));
     writePeer(session, scripts);
     const bool hasPeer = peer.check(session, endOfPeer(session));
     const bool hasOption = !usesUnicorn(session) || unicorn.check(session, unicornLine(session));
@@ -178,9 +178,9 @@ Outcome writeConnection(Session &session)
         return notWritten(ExitCode::Connection, hasPeer ? unicorn.path : peer.path);
 
     const QByteArray secret = ourSecret(session);
-    const Written pap(papSecrets(), "user name and password, for root only");
-    const Written chap(chapSecrets(), "user name and password, for root only");
-    const Written options(pppdOptions(), "options of every pppd connection");
+    const Written pap(papSecrets(), Text::tr("user name and password, for root only"));
+    const Written chap(chapSecrets(), Text::tr("user name and password, for root only"));
+    const Written options(pppdOptions(), Text::tr("options of every pppd connection"));
 
     scripts.writeSecretScripts(session.user, session.password);
     const bool hasPap = pap.check(session, secret);
@@ -192,7 +192,7 @@ Outcome writeConnection(Session &session)
         return notWritten(ExitCode::Connection, options.path);
     if (!writeConnectionFile(session))
         return notWritten(ExitCode::Connection, connectionFile());
-    session.changed(connectionFile(), QStringLiteral("what the init script needs to know"));
+    session.changed(connectionFile(), Text::tr("what the init script needs to know"));
     if (session.settings.wants(Goal::InitScript)) {
         if (const auto problem = placeInitScript(session))
             return *problem;

@@ -6,6 +6,7 @@
 #include "session.h"
 #include "stages.h"
 #include "text.h"
+#include "translate.h"
 
 #include <kestra/modem/modemmanager.h>
 
@@ -66,14 +67,14 @@ Outcome Detection::run()
             lookAround();
         if (isOver())
             break;
-        tellOnce(QStringLiteral("Waiting for a modem to be plugged in"));
+        tellOnce(Text::tr("Waiting for a modem to be plugged in"));
         rest(pollInterval);
     }
     if (!m_isFound)
         return *m_failure;
     const Modem &modem = m_session.modem;
-    return Outcome::done(QStringLiteral("%1, driver %2, version %3")
-                             .arg(modem.name, modem.driver, modem.driverVersion));
+    return Outcome::done(
+        Text::tr("%1, driver %2, version %3").arg(modem.name, modem.driver, modem.driverVersion));
 }
 
 /** A modem that was there before the service, or before us, is not announced. */
@@ -84,7 +85,7 @@ void Detection::lookAround()
         return;
     const QStringList udis = m_service.take(answer);
     if (const auto problem = m_service.problem())
-        tellOnce(QStringLiteral("%1 %2; modems are seen as soon as it runs.")
+        tellOnce(Text::tr("%1 %2; modems are seen as soon as it runs.")
                      .arg(problem->cause, problem->remedy));
     look(udis);
 }
@@ -126,20 +127,20 @@ bool Detection::tryDevice(const QString &udi)
 bool Detection::isWanted(const QString &name)
 {
     if (m_session.settings.unattended) {
-        m_session.frontend.note(QStringLiteral("Plugged in already: %1").arg(name));
+        m_session.frontend.note(Text::tr("Plugged in already: %1").arg(name));
         return true;
     }
     const auto ask = [&] {
         return m_session.frontend.askText(
-            QStringLiteral("The modem %1 is plugged in already; take it (yes or no)").arg(name));
+            Text::tr("The modem %1 is plugged in already; take it (yes or no)").arg(name));
     };
     const auto fault = [](const QString &answer) -> std::optional<Outcome> {
         if (yesOrNo(answer))
             return std::nullopt;
-        return Outcome::failed(ExitCode::Usage, QStringLiteral("Please answer yes or no."), {});
+        return Outcome::failed(ExitCode::Usage, Text::tr("Please answer yes or no."), {});
     };
     m_session.frontend.explain(
-        QStringLiteral("With no, the set-up waits for another modem to be plugged in."));
+        Text::tr("With no, the set-up waits for another modem to be plugged in."));
     const auto answer = Setup::answerTo(m_session, {ask, fault, Outcome::interrupted()});
     return std::holds_alternative<QString>(answer) && *yesOrNo(std::get<QString>(answer));
 }
@@ -160,9 +161,9 @@ void Detection::rest(int milliseconds)
     if (!m_session.pause(milliseconds))
         m_failure = Outcome::interrupted();
     else if (!QDBusConnection::systemBus().isConnected())
-        m_failure = Outcome::failed(ExitCode::NoBus,
-                                    QStringLiteral("The system message bus has gone away."),
-                                    QStringLiteral("Start the service dbus, then start again."));
+        m_failure =
+            Outcome::failed(ExitCode::NoBus, Text::tr("The system message bus has gone away."),
+                            Text::tr("Start the service dbus, then start again."));
     else if (limit > 0 && m_time.hasExpired(limit))
         m_failure = noModem();
 }
@@ -185,14 +186,13 @@ void Detection::tellOnce(const QString &text)
 
 Outcome Detection::noModem() const
 {
-    const QString sentence = QStringLiteral("No supported modem was plugged in within %1 seconds.")
+    const QString sentence = Text::tr("No supported modem was plugged in within %1 seconds.")
                                  .arg(m_session.settings.modemTimeout);
     const auto problem = m_service.problem();
     if (problem)
         return Outcome::failed(ExitCode::NoModem, joined({sentence, problem->cause}),
-                               QStringLiteral("%1, then start again.").arg(problem->remedy));
-    return Outcome::failed(ExitCode::NoModem, sentence,
-                           QStringLiteral("Plug it in, then start again."));
+                               Text::tr("%1, then start again.").arg(problem->remedy));
+    return Outcome::failed(ExitCode::NoModem, sentence, Text::tr("Plug it in, then start again."));
 }
 
 /** No modem needs to be there when its driver is named. */
@@ -202,15 +202,15 @@ Outcome takeDriver(Session &session)
     if (!driver.name.isEmpty()) {
         session.modem = {driver.modems, driver.name, driver.version};
         return Outcome::done(
-            QStringLiteral("driver %1, version %2, as given").arg(driver.name, driver.version));
+            Text::tr("driver %1, version %2, as given").arg(driver.name, driver.version));
     }
     QStringList names;
     for (const CatalogueEntry &known : session.catalogue.drivers)
         names.append(known.name);
     return Outcome::failed(
         ExitCode::Usage,
-        QStringLiteral("The driver catalogue has no driver \"%1\".").arg(session.settings.driver),
-        QStringLiteral("It has %1.").arg(names.join(QStringLiteral(", "))));
+        Text::tr("The driver catalogue has no driver \"%1\".").arg(session.settings.driver),
+        Text::tr("It has %1.").arg(names.join(QStringLiteral(", "))));
 }
 
 }

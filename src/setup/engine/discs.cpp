@@ -10,6 +10,7 @@
 #include "packagesystem.h"
 #include "session.h"
 #include "text.h"
+#include "translate.h"
 
 #include <kestra/media/mediamanager.h>
 #include <kestra/packages/zypper.h>
@@ -123,7 +124,7 @@ bool addToZypper(Session &session, const Disc &disc)
     Zypper zypper(nullptr);
     if (PackageSystem(session).addDisc(mountPoint) < 0)
         zypper.addRepo(mountPoint,
-                       disc.label.isEmpty() ? QStringLiteral("Installation disc") : disc.label);
+                       disc.label.isEmpty() ? Text::tr("Installation disc") : disc.label);
     const QByteArray repository = repositoryOf(mountPoint);
     static const QRegularExpression alias(QStringLiteral("^\\[(.*)\\]$"),
                                           QRegularExpression::MultilineOption);
@@ -138,22 +139,22 @@ std::optional<Outcome> mountForPackages(const Disc &disc)
     if (disc.mountPoint == mountPointForPackages)
         return std::nullopt;
     if (isMountPoint(mountPointForPackages))
-        return failed(QStringLiteral("Another disc is mounted at %1.").arg(mountPointForPackages),
-                      QStringLiteral("Eject it with kestra-setup disc eject, then start again."));
+        return failed(Text::tr("Another disc is mounted at %1.").arg(mountPointForPackages),
+                      Text::tr("Eject it with kestra-setup disc eject, then start again."));
     MediaManager media(nullptr);
     if (media.mountVolume(disc.udi, mountPointForPackages) == 0)
         return std::nullopt;
-    return failed(QStringLiteral("%1 could not be mounted at %2.")
+    return failed(Text::tr("%1 could not be mounted at %2.")
                       .arg(atTheBeginning(disc.description()), mountPointForPackages),
-                  QStringLiteral("See whether it can be read, then start again."));
+                  Text::tr("See whether it can be read, then start again."));
 }
 
 }
 
 QString Disc::description() const
 {
-    return printable(label.isEmpty() ? QStringLiteral("the disc in %1").arg(device)
-                                     : QStringLiteral("the disc \"%1\" in %2").arg(label, device));
+    return printable(label.isEmpty() ? Text::tr("the disc in %1").arg(device)
+                                     : Text::tr("the disc \"%1\" in %2").arg(label, device));
 }
 
 Discs discsInDrives()
@@ -203,19 +204,19 @@ Outcome addAsSource(Session &session, const Disc &disc)
         return outcome;
     };
     if (!hasSigns(session.packageManager, mountPointForPackages))
-        return giveUp(failed(QStringLiteral("There are no packages for %1 on %2.")
+        return giveUp(failed(Text::tr("There are no packages for %1 on %2.")
                                  .arg(session.packageManager, disc.description()),
-                             QStringLiteral("Insert the installation disc of this distribution, "
-                                            "then start again.")));
+                             Text::tr("Insert the installation disc of this distribution, "
+                                      "then start again.")));
     if (const auto problem = rememberSources(session))
         return giveUp(*problem);
     if (!(session.packageManager == aptName() ? addToApt(session) : addToZypper(session, disc)))
-        return giveUp(failed(
-            QStringLiteral("%1 could not be made a source of packages.")
-                .arg(atTheBeginning(disc.description())),
-            QStringLiteral("See whether it is the installation disc of this distribution.")));
+        return giveUp(
+            failed(Text::tr("%1 could not be made a source of packages.")
+                       .arg(atTheBeginning(disc.description())),
+                   Text::tr("See whether it is the installation disc of this distribution.")));
     session.changed(session.packageManager == aptName() ? aptSources : zypperSources,
-                    QStringLiteral("source of packages: %1").arg(disc.description()));
+                    Text::tr("source of packages: %1").arg(disc.description()));
     return Outcome::done(disc.description());
 }
 
@@ -223,25 +224,24 @@ Outcome eject(const Disc &disc)
 {
     if (MediaManager(nullptr).ejectVolume(disc.udi))
         return Outcome::done();
-    return failed(
-        QStringLiteral("%1 could not be ejected.").arg(atTheBeginning(disc.description())),
-        QStringLiteral("See whether a program uses it, then start again."));
+    return failed(Text::tr("%1 could not be ejected.").arg(atTheBeginning(disc.description())),
+                  Text::tr("See whether a program uses it, then start again."));
 }
 
 DiscOffer offerDisc(Session &session, const QString &why)
 {
-    const QString again = QStringLiteral("look for discs again");
-    const QString giveUp = QStringLiteral("give up");
+    const QString again = Text::tr("look for discs again");
+    const QString giveUp = Text::tr("give up");
     session.frontend.note(why);
-    session.frontend.note(QStringLiteral("An installation disc may have them."));
+    session.frontend.note(Text::tr("An installation disc may have them."));
     for (;;) {
         const Discs discs = discsInDrives();
         QStringList answers;
         for (const Disc &disc : discs.discs)
             answers.append(disc.description());
         const auto answer = session.frontend.choose(
-            answers.isEmpty() ? QStringLiteral("Insert the installation disc. What now")
-                              : QStringLiteral("Which disc is the installation disc"),
+            answers.isEmpty() ? Text::tr("Insert the installation disc. What now")
+                              : Text::tr("Which disc is the installation disc"),
             answers + QStringList {again, giveUp}, QString());
         if (!answer || *answer == giveUp || session.cancellation.isRequested())
             return DiscOffer::Declined;

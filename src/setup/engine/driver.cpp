@@ -9,6 +9,7 @@
 #include "session.h"
 #include "stages.h"
 #include "text.h"
+#include "translate.h"
 
 #include <QDir>
 #include <QFile>
@@ -122,17 +123,16 @@ std::optional<Outcome> checkTree(const Session &session)
         || driver.extractionPath == QLatin1String("/"))
         return Outcome::failed(
             ExitCode::Usage,
-            QStringLiteral(
-                "The driver tree %1 is not below the directory %2 in which the bundle is "
-                "unpacked.")
+            Text::tr("The driver tree %1 is not below the directory %2 in which the bundle is "
+                     "unpacked.")
                 .arg(driver.extractedDriverPath, driver.extractionPath),
-            QStringLiteral("Mend --driver-tree or --extraction-path."));
+            Text::tr("Mend --driver-tree or --extraction-path."));
     if (isBelow(driver.driverBundlePath, driver.extractedDriverPath))
         return Outcome::failed(ExitCode::Usage,
-                               QStringLiteral("The driver bundle lies in the driver tree %1, which "
-                                              "is emptied first.")
+                               Text::tr("The driver bundle lies in the driver tree %1, which "
+                                        "is emptied first.")
                                    .arg(driver.extractedDriverPath),
-                               QStringLiteral("Move the bundle to another place."));
+                               Text::tr("Move the bundle to another place."));
     return std::nullopt;
 }
 
@@ -142,8 +142,8 @@ std::optional<Outcome> checkTreeInBundle(const Session &session)
         session.driver.extractedDriverPath.mid(session.driver.extractionPath.size() + 1);
     if (holdsTree(session.bundleMembers, tree))
         return std::nullopt;
-    return badBundle(session.settings, QStringLiteral("does not hold the driver tree %1").arg(tree),
-                     QStringLiteral("Name the directory that it unpacks into with --driver-tree."));
+    return badBundle(session.settings, Text::tr("does not hold the driver tree %1").arg(tree),
+                     Text::tr("Name the directory that it unpacks into with --driver-tree."));
 }
 
 /** A name alone is not looked for where others may have put something. */
@@ -170,9 +170,9 @@ QString whereToGetBundle(const Session &session)
 {
     const CatalogueEntry &known = session.knownDriver;
     const QString missing = known.bundle.isEmpty()
-        ? QStringLiteral("No bundle of the driver %1 is at hand.").arg(session.modem.driver)
-        : QStringLiteral("The driver bundle %1 is not in %2.")
-              .arg(known.bundle, bundleDirectories(session).join(QStringLiteral(" or ")));
+        ? Text::tr("No bundle of the driver %1 is at hand.").arg(session.modem.driver)
+        : Text::tr("The driver bundle %1 is not in %2.")
+              .arg(known.bundle, bundleDirectories(session).join(Text::tr(" or ")));
     return joined({missing, asSentence(known.bundleSource)});
 }
 
@@ -184,21 +184,20 @@ std::optional<Outcome> askForBundle(Session &session)
             ExitCode::Bundle, whereToGetBundle(session),
             session.knownDriver.bundle.isEmpty()
                 ? QString()
-                : QStringLiteral("Put it there, or give its path with --driver-bundle."));
+                : Text::tr("Put it there, or give its path with --driver-bundle."));
     const QString &name = session.modem.driver;
     session.frontend.explain(
-        QStringLiteral("The sources of the driver %1, as a tar archive. kestra-setup drivers "
-                       "tells where they come from.")
+        Text::tr("The sources of the driver %1, as a tar archive. kestra-setup drivers "
+                 "tells where they come from.")
             .arg(name));
     session.frontend.note(whereToGetBundle(session));
     const auto ask = [&] {
-        return session.frontend.askPath(
-            QStringLiteral("Driver bundle for %1 (a tar archive)").arg(name));
+        return session.frontend.askPath(Text::tr("Driver bundle for %1 (a tar archive)").arg(name));
     };
     const Outcome noBundle =
-        Outcome::failed(ExitCode::Usage, QStringLiteral("No driver bundle was given."),
-                        QStringLiteral("Type its path when asked, or use "
-                                       "--driver-bundle or --no-driver."));
+        Outcome::failed(ExitCode::Usage, Text::tr("No driver bundle was given."),
+                        Text::tr("Type its path when asked, or use "
+                                 "--driver-bundle or --no-driver."));
     const auto fault = [&](const QString &answer) -> std::optional<Outcome> {
         if (answer.isEmpty())
             return noBundle;
@@ -221,8 +220,7 @@ std::optional<Outcome> chooseBundle(Session &session)
     session.settings.driverBundle = bundleInDirectories(session);
     if (session.settings.driverBundle.isEmpty())
         return askForBundle(session);
-    session.frontend.note(
-        QStringLiteral("Taking the bundle %1").arg(session.settings.driverBundle));
+    session.frontend.note(Text::tr("Taking the bundle %1").arg(session.settings.driverBundle));
     return readBundle(session);
 }
 
@@ -242,12 +240,11 @@ std::optional<Outcome> checkSpace(const Session &session)
     const auto kibibytes = [](qint64 bytes) { return (bytes + 1023) / 1024; };
     return Outcome::failed(
         ExitCode::Extraction,
-        QStringLiteral(
-            "There is not enough room in %1: the driver takes %2 KiB, and %3 KiB are left.")
+        Text::tr("There is not enough room in %1: the driver takes %2 KiB, and %3 KiB are left.")
             .arg(place)
             .arg(kibibytes(session.bundleSize))
             .arg(kibibytes(*left)),
-        QStringLiteral("Make room, or give another directory with --extraction-path."));
+        Text::tr("Make room, or give another directory with --extraction-path."));
 }
 
 /** make would find out, too, but only when the driver is unpacked. */
@@ -260,8 +257,8 @@ std::optional<Outcome> checkCompiler(const Session &session)
         if (isNamed || !QStandardPaths::findExecutable(QLatin1String(name)).isEmpty())
             return std::nullopt;
     }
-    return Outcome::failed(ExitCode::Precondition, QStringLiteral("No C compiler is installed."),
-                           QStringLiteral("Install the package gcc."));
+    return Outcome::failed(ExitCode::Precondition, Text::tr("No C compiler is installed."),
+                           Text::tr("Install the package gcc."));
 }
 
 std::optional<Outcome> checkPatchTool(const Session &session)
@@ -269,9 +266,8 @@ std::optional<Outcome> checkPatchTool(const Session &session)
     if (!QFileInfo(patchFile(session)).isFile()
         || !QStandardPaths::findExecutable(QStringLiteral("patch")).isEmpty())
         return std::nullopt;
-    return Outcome::failed(ExitCode::Precondition,
-                           QStringLiteral("The program patch is not installed."),
-                           QStringLiteral("Install the package patch."));
+    return Outcome::failed(ExitCode::Precondition, Text::tr("The program patch is not installed."),
+                           Text::tr("Install the package patch."));
 }
 
 /** What anybody else can change would be root's commands, once it is compiled. */
@@ -285,9 +281,9 @@ std::optional<Outcome> checkExtractionPath(const Session &session)
         return std::nullopt;
     return Outcome::failed(
         ExitCode::Precondition,
-        QStringLiteral("Others than root can write to %1, so the driver would not be safe in %2.")
+        Text::tr("Others than root can write to %1, so the driver would not be safe in %2.")
             .arg(*part, path),
-        QStringLiteral("Close it to them, or give another directory with --extraction-path."));
+        Text::tr("Close it to them, or give another directory with --extraction-path."));
 }
 
 std::optional<Outcome> checkPatch(const Session &session)
@@ -297,11 +293,11 @@ std::optional<Outcome> checkPatch(const Session &session)
         return std::nullopt;
     return Outcome::failed(
         ExitCode::Precondition,
-        QStringLiteral("The patch %1 belongs neither to root nor to the owner of the driver "
-                       "bundle, or others can write to it.")
+        Text::tr("The patch %1 belongs neither to root nor to the owner of the driver "
+                 "bundle, or others can write to it.")
             .arg(file),
-        QStringLiteral("See who put it there and what it does, then take it over with chown and "
-                       "chmod go-w, or remove it."));
+        Text::tr("See who put it there and what it does, then take it over with chown and "
+                 "chmod go-w, or remove it."));
 }
 
 /** The firmware's variable ends with one byte that is 1 when only signed modules are loaded. */
@@ -331,8 +327,8 @@ std::optional<Outcome> waitForTools(Session &session, ExitCode code)
     const auto tool = session.waitForTools();
     if (!tool)
         return std::nullopt;
-    return Outcome::failed(code, QStringLiteral("%1 does not end.").arg(*tool),
-                           QStringLiteral("See what it waits for, then start again."));
+    return Outcome::failed(code, Text::tr("%1 does not end.").arg(*tool),
+                           Text::tr("See what it waits for, then start again."));
 }
 
 /** The library takes a make that outran its time for one that has succeeded. */
@@ -349,7 +345,7 @@ int exitCodeOfMake(Session &session, int codeOfLibrary)
 
 QString inLog(const Session &session)
 {
-    return QStringLiteral("The whole output is in %1.").arg(logFile(session));
+    return Text::tr("The whole output is in %1.").arg(logFile(session));
 }
 
 constexpr qint64 nearlyNothing = 64 * 1024; // bytes; the file that did not fit may be gone
@@ -377,8 +373,8 @@ Outcome notSaved(Session &session, const QString &path)
 {
     const bool isBack = restoreModules(session).lost.isEmpty();
     return Outcome::failed(isBack ? ExitCode::Backup : ExitCode::Restore,
-                           QStringLiteral("%1 could not be copied to the backup.").arg(path),
-                           QStringLiteral("See whether /tmp is full, then start again."));
+                           Text::tr("%1 could not be copied to the backup.").arg(path),
+                           Text::tr("See whether /tmp is full, then start again."));
 }
 
 QString copyCommands(const Session &session, const QStringList &installedPaths)
@@ -435,8 +431,8 @@ Outcome checkDriver(Session &session)
     }
     if (isSecureBoot())
         session.frontend.note(
-            QStringLiteral("This machine boots with Secure Boot: the kernel will refuse the driver "
-                           "unless it is signed with a key that the machine knows."));
+            Text::tr("This machine boots with Secure Boot: the kernel will refuse the driver "
+                     "unless it is signed with a key that the machine knows."));
     return Outcome::done();
 }
 
@@ -451,27 +447,27 @@ Outcome extractDriver(Session &session)
     if (!QDir().mkpath(driver.extractionPath))
         return Outcome::failed(
             ExitCode::Extraction,
-            QStringLiteral("The directory %1 could not be made.").arg(driver.extractionPath),
-            QStringLiteral("Give another directory with --extraction-path."));
+            Text::tr("The directory %1 could not be made.").arg(driver.extractionPath),
+            Text::tr("Give another directory with --extraction-path."));
     // Once more, as somebody may have made it in the meantime.
     if (const auto problem = checkExtractionPath(session))
         return *problem;
     session.compiler = std::make_unique<Compiler>(driver, QThread::currentThread());
-    session.changed(logFile(session), QStringLiteral("what the tools said while building"));
-    session.changed(driver.extractedDriverPath, QStringLiteral("the unpacked driver"));
+    session.changed(logFile(session), Text::tr("what the tools said while building"));
+    session.changed(driver.extractedDriverPath, Text::tr("the unpacked driver"));
     session.compiler->extractDriver();
     if (const auto problem = waitForTools(session, ExitCode::Extraction))
         return *problem;
     if (!QFileInfo(driver.extractedDriverPath).isDir())
         return Outcome::failed(
             ExitCode::Extraction,
-            QStringLiteral("The bundle was not unpacked to %1.").arg(driver.extractedDriverPath),
-            QStringLiteral("See whether the disk is full. ") + inLog(session));
+            Text::tr("The bundle was not unpacked to %1.").arg(driver.extractedDriverPath),
+            Text::tr("See whether the disk is full. ") + inLog(session));
     if (const auto member = cutOffMember(session))
         return Outcome::failed(
             ExitCode::Extraction,
-            QStringLiteral("Unpacking did not complete: %1 is not whole.").arg(*member),
-            QStringLiteral("See whether the disk is full. ") + inLog(session));
+            Text::tr("Unpacking did not complete: %1 is not whole.").arg(*member),
+            Text::tr("See whether the disk is full. ") + inLog(session));
     return Outcome::done();
 }
 
@@ -479,8 +475,7 @@ Outcome patchDriver(Session &session)
 {
     const QString file = patchFile(session);
     if (!QFileInfo(file).isFile())
-        return Outcome::skipped(
-            QStringLiteral("there is no patch for %1").arg(session.kernelRelease));
+        return Outcome::skipped(Text::tr("there is no patch for %1").arg(session.kernelRelease));
     // Once more, as somebody may have put it there in the meantime.
     if (const auto problem = checkPatch(session))
         return *problem;
@@ -491,18 +486,17 @@ Outcome patchDriver(Session &session)
                          QStringLiteral("--batch"), QStringLiteral("--input=") + file},
                         session.driver.extractedDriverPath);
     if (code == 0)
-        return Outcome::done(QStringLiteral("kestra-setup applied %1").arg(file));
+        return Outcome::done(Text::tr("kestra-setup applied %1").arg(file));
     if (code == 1)
-        return Outcome::failed(
-            ExitCode::Patch, QStringLiteral("The patch %1 does not apply to the driver.").arg(file),
-            QStringLiteral("Get the patch that belongs to this bundle, or remove "
-                           "it."));
+        return Outcome::failed(ExitCode::Patch,
+                               Text::tr("The patch %1 does not apply to the driver.").arg(file),
+                               Text::tr("Get the patch that belongs to this bundle, or remove "
+                                        "it."));
     return Outcome::failed(
         ExitCode::Patch,
-        QStringLiteral("The program patch could not do its work (%1).")
-            .arg(code ? QStringLiteral("code %1").arg(*code)
-                      : QStringLiteral("it did not run to its end")),
-        QStringLiteral("See whether the disk is full and %1 is a patch.").arg(file));
+        Text::tr("The program patch could not do its work (%1).")
+            .arg(code ? Text::tr("code %1").arg(*code) : Text::tr("it did not run to its end")),
+        Text::tr("See whether the disk is full and %1 is a patch.").arg(file));
 }
 
 Outcome compileDriver(Session &session)
@@ -518,22 +512,21 @@ Outcome compileDriver(Session &session)
     if (isNearlyFull(place))
         return Outcome::failed(
             ExitCode::Compilation,
-            QStringLiteral("The driver did not compile, and there is no room left in %1.")
-                .arg(place),
-            QStringLiteral("Make room, or give another directory with --extraction-path. ")
+            Text::tr("The driver did not compile, and there is no room left in %1.").arg(place),
+            Text::tr("Make room, or give another directory with --extraction-path. ")
                 + inLog(session));
     if (const auto compiler = missingCompiler(session))
         return Outcome::failed(
             ExitCode::Compilation,
-            QStringLiteral("The driver did not compile, as the compiler %1 is not installed.")
+            Text::tr("The driver did not compile, as the compiler %1 is not installed.")
                 .arg(*compiler),
-            QStringLiteral("Install the package that has it. ") + inLog(session));
+            Text::tr("Install the package that has it. ") + inLog(session));
     const QString cause = code == 0
-        ? QStringLiteral("The compiler run left no %1.").arg(session.driver.compiledDriverName)
-        : QStringLiteral("The driver did not compile (make ended with code %1).").arg(code);
+        ? Text::tr("The compiler run left no %1.").arg(session.driver.compiledDriverName)
+        : Text::tr("The driver did not compile (make ended with code %1).").arg(code);
     return Outcome::failed(ExitCode::Compilation, cause,
-                           QStringLiteral("See whether the kernel headers and the driver fit "
-                                          "together. ")
+                           Text::tr("See whether the kernel headers and the driver fit "
+                                    "together. ")
                                + inLog(session));
 }
 
@@ -553,7 +546,7 @@ Outcome backupDriver(Session &session)
         if (!QFileInfo::exists(saved.installedPath)
             && checksum(saved.backupPath) == saved.checksum) {
             session.changed(saved.backupPath,
-                            QStringLiteral("moved here from %1").arg(saved.installedPath));
+                            Text::tr("moved here from %1").arg(saved.installedPath));
             continue;
         }
         return notSaved(session, saved.installedPath);
@@ -565,7 +558,7 @@ Outcome backupDriver(Session &session)
     session.directoriesBeforeInstallation = moduleDirectoriesNow(session.kernelRelease);
     if (installed.isEmpty())
         return Outcome::skipped(
-            QStringLiteral("no %1 is installed").arg(session.driver.compiledDriverName));
+            Text::tr("no %1 is installed").arg(session.driver.compiledDriverName));
     return Outcome::done();
 }
 
@@ -573,38 +566,37 @@ Outcome installDriver(Session &session)
 {
     const int codeOfLibrary = session.compiler->installDriver();
     if (const auto tool = session.waitForTools())
-        return Outcome::failed(ExitCode::Restore, QStringLiteral("%1 does not end.").arg(*tool),
-                               QStringLiteral("The earlier driver is in %1.")
-                                   .arg(backupDirectory(session.kernelRelease)));
+        return Outcome::failed(
+            ExitCode::Restore, Text::tr("%1 does not end.").arg(*tool),
+            Text::tr("The earlier driver is in %1.").arg(backupDirectory(session.kernelRelease)));
     const int code = exitCodeOfMake(session, codeOfLibrary);
-    session.changed(session.driver.extractedDriverPath,
-                    QStringLiteral("unpacked and removed again"));
+    session.changed(session.driver.extractedDriverPath, Text::tr("unpacked and removed again"));
     if (code == 0 && isNewDriverInstalled(session)) {
         for (const QString &path :
              changedModules(session.kernelRelease, *session.treeBeforeInstallation))
-            session.changed(path, QStringLiteral("installed with the driver"));
+            session.changed(path, Text::tr("installed with the driver"));
         rememberAdded(session);
         return Outcome::done();
     }
 
     const QString cause = code == 0
-        ? QStringLiteral("make ended well, but the new %1 is not in %2.")
+        ? Text::tr("make ended well, but the new %1 is not in %2.")
               .arg(session.driver.compiledDriverName, moduleTree(session.kernelRelease))
-        : QStringLiteral("The driver could not be installed (make ended with code %1).").arg(code);
+        : Text::tr("The driver could not be installed (make ended with code %1).").arg(code);
     const Damage damage = restoreModules(session);
     rememberAdded(session);
     if (!damage.lost.isEmpty())
         return Outcome::failed(ExitCode::Restore, cause,
-                               QStringLiteral("The earlier driver is not back. Copy it by hand: %1")
+                               Text::tr("The earlier driver is not back. Copy it by hand: %1")
                                    .arg(copyCommands(session, damage.lost)));
     const QString state = session.savedModules.isEmpty()
-        ? QStringLiteral("No driver was installed before")
-        : QStringLiteral("The earlier driver is installed again");
+        ? Text::tr("No driver was installed before")
+        : Text::tr("The earlier driver is installed again");
     if (!damage.altered.isEmpty())
         return Outcome::failed(
             ExitCode::Restore, cause,
-            QStringLiteral("%1, but there was no backup of what else has changed: %2. Install the "
-                           "package again that this belongs to. %3")
+            Text::tr("%1, but there was no backup of what else has changed: %2. Install the "
+                     "package again that this belongs to. %3")
                 .arg(state, damage.altered.join(QStringLiteral(", ")), inLog(session)));
     return Outcome::failed(ExitCode::Installation, cause,
                            QStringLiteral("%1. %2").arg(state, inLog(session)));

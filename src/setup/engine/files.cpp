@@ -3,6 +3,8 @@
 
 #include "files.h"
 
+#include "translate.h"
+
 #include <QFile>
 
 namespace Setup {
@@ -17,10 +19,9 @@ bool commit(QSaveFile &file) { return file.flush() && file.commit(); }
 
 Outcome notWritten(ExitCode code, const QString &path)
 {
-    return Outcome::failed(
-        code, QStringLiteral("%1 could not be written.").arg(path),
-        QStringLiteral("See whether the disk is full or the file protected, then "
-                       "start again."));
+    return Outcome::failed(code, Text::tr("%1 could not be written.").arg(path),
+                           Text::tr("See whether the disk is full or the file protected, then "
+                                    "start again."));
 }
 
 }

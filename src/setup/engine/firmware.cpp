@@ -6,6 +6,7 @@
 #include "archive.h"
 #include "files.h"
 #include "ownership.h"
+#include "translate.h"
 
 #include <kestra/foundation/systeminfo.h>
 #include <kestra/modem/firmware.h>
@@ -76,13 +77,13 @@ QRegularExpression patternOf(const QString &name)
 QString faultOf(const struct stat &file, const struct stat &directory)
 {
     if (!S_ISREG(file.st_mode))
-        return QStringLiteral("is no regular file");
+        return Text::tr("is no regular file");
     if (file.st_size == 0)
-        return QStringLiteral("is empty");
+        return Text::tr("is empty");
     if (file.st_size > largestFile)
-        return QStringLiteral("is larger than %1 MiB").arg(largestFile / 1024 / 1024);
+        return Text::tr("is larger than %1 MiB").arg(largestFile / 1024 / 1024);
     if (file.st_nlink > 1 && file.st_uid != directory.st_uid)
-        return QStringLiteral("is another name for a file of somebody else");
+        return Text::tr("is another name for a file of somebody else");
     return QString();
 }
 
@@ -115,13 +116,13 @@ QString FirmwareFiles::add(const QString &path)
     const Descriptor directory(::open(QFile::encodeName(place).constData(),
                                       O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!info.exists() || directory < 0)
-        return QStringLiteral("does not exist or cannot be read");
+        return Text::tr("does not exist or cannot be read");
     if (info.isDir()) {
         walk(directory, place, 0);
         return QString();
     }
     if (!info.isFile())
-        return QStringLiteral("is neither a file nor a directory");
+        return Text::tr("is neither a file nor a directory");
     if (take(directory, QFile::encodeName(info.fileName()), info.filePath()))
         return QString();
     return addArchive(info.filePath());
@@ -131,11 +132,11 @@ QString FirmwareFiles::addArchive(const QString &path)
 {
     const Archive archive = readArchive(path);
     if (!archive.fault.isEmpty())
-        return QStringLiteral("has not the name of a firmware file, and as an archive it %1")
+        return Text::tr("has not the name of a firmware file, and as an archive it %1")
             .arg(archive.fault);
     const QTemporaryDir unpacked;
     if (!unpacked.isValid() || !Firmware(nullptr).installFirmware(path, unpacked.path()))
-        return QStringLiteral("could not be unpacked to %1").arg(unpacked.path());
+        return Text::tr("could not be unpacked to %1").arg(unpacked.path());
     m_archive = path + QLatin1Char('/');
     m_unpacked = unpacked.path() + QLatin1Char('/');
     const Descriptor directory(::open(QFile::encodeName(unpacked.path()).constData(),
@@ -194,7 +195,7 @@ bool FirmwareFiles::take(int directory, const QByteArray &entry, const QString &
     QFile file;
     if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly, QFile::AutoCloseHandle)
         || ::fstat(descriptor, &status) != 0 || ::fstat(directory, &place) != 0) {
-        m_refused.insert(source, QStringLiteral("is a link or cannot be read"));
+        m_refused.insert(source, Text::tr("is a link or cannot be read"));
         return true;
     }
     const QString fault = faultOf(status, place);
@@ -204,7 +205,7 @@ bool FirmwareFiles::take(int directory, const QByteArray &entry, const QString &
     }
     const QByteArray content = file.read(largestFile);
     if (content.size() != status.st_size)
-        m_refused.insert(source, QStringLiteral("cannot be read to its end"));
+        m_refused.insert(source, Text::tr("cannot be read to its end"));
     else
         m_files.insert(name, {content, source, likeness});
     return true;
@@ -222,12 +223,12 @@ FirmwareState installFirmwareFile(Store &store, const QString &name, const QByte
         return FirmwareState::Failed;
     };
     if (before.kind == FileState::Directory)
-        return fail(QStringLiteral("%1 is a directory.").arg(path));
+        return fail(Text::tr("%1 is a directory.").arg(path));
     if (const auto part = partOfOthers(QFileInfo(path).path()))
-        return fail(QStringLiteral("Others than root can write to %1.").arg(*part));
+        return fail(Text::tr("Others than root can write to %1.").arg(*part));
     if (!store.remember(Part::Driver, path))
         return fail(store.fault().isEmpty()
-                        ? QStringLiteral("What is at %1 could not be kept in %2 for a later undo.")
+                        ? Text::tr("What is at %1 could not be kept in %2 for a later undo.")
                               .arg(path, Store::directory())
                         : store.fault());
     QDir().mkpath(QFileInfo(path).path());
@@ -242,7 +243,7 @@ FirmwareState installFirmwareFile(Store &store, const QString &name, const QByte
     if (!isWhole) {
         if (before.kind == FileState::Link)
             before.restore(path, QString());
-        return fail(QStringLiteral("%1 could not be written: %2.").arg(path, file.errorString()));
+        return fail(Text::tr("%1 could not be written: %2.").arg(path, file.errorString()));
     }
     return before.kind == FileState::Nothing ? FirmwareState::Installed : FirmwareState::Replaced;
 }

@@ -3,6 +3,8 @@
 
 #include "hardwareservice.h"
 
+#include "translate.h"
+
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QObject>
@@ -28,14 +30,14 @@ QDBusPendingCall asyncCall(const QString &path, const QString &interface, const 
 HardwareService::Problem problemOf(const QDBusMessage &answer)
 {
     if (QDBusError(answer).type() == QDBusError::ServiceUnknown)
-        return {QStringLiteral("The hardware service (%1) is not there.").arg(service),
-                QStringLiteral("Install the package kestra-hald")};
+        return {Text::tr("The hardware service (%1) is not there.").arg(service),
+                Text::tr("Install the package kestra-hald")};
     QString why = answer.errorMessage();
     while (why.endsWith(QLatin1Char('.')))
         why.chop(1);
-    return {QStringLiteral("The hardware service (%1) does not start or does not answer: %2.")
+    return {Text::tr("The hardware service (%1) does not start or does not answer: %2.")
                 .arg(service, why),
-            QStringLiteral("See what \"journalctl -u kestra-hald\" shows")};
+            Text::tr("See what \"journalctl -u kestra-hald\" shows")};
 }
 
 }

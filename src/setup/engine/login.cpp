@@ -5,6 +5,7 @@
 #include "session.h"
 #include "stages.h"
 #include "text.h"
+#include "translate.h"
 
 #include <QFile>
 
@@ -24,7 +25,7 @@ constexpr int longestWord = 255; // of pppd, for names and secrets alike
 constexpr int longestFile = 4096;
 
 using Problem = std::optional<Outcome>;
-using Text = std::variant<QString, Outcome>;
+using Word = std::variant<QString, Outcome>;
 
 Outcome refused(const QString &cause, const QString &nextStep)
 {
@@ -35,20 +36,20 @@ Outcome refused(const QString &cause, const QString &nextStep)
 QString fault(const QString &text)
 {
     if (text.isEmpty())
-        return QStringLiteral("is empty");
+        return Text::tr("is empty");
     if (text.toLatin1().size() > longestWord)
-        return QStringLiteral("is longer than %1 characters").arg(longestWord);
+        return Text::tr("is longer than %1 characters").arg(longestWord);
     for (const QChar character : text) {
         if (character == QLatin1Char('"'))
-            return QStringLiteral("has a double quote in it");
+            return Text::tr("has a double quote in it");
         if (character == QLatin1Char('\\'))
-            return QStringLiteral("has a backslash in it");
+            return Text::tr("has a backslash in it");
         if (character == QLatin1Char('\n') || character == QLatin1Char('\r'))
-            return QStringLiteral("has a line break in it");
+            return Text::tr("has a line break in it");
         if (character.category() == QChar::Other_Control)
-            return QStringLiteral("has a control character in it");
+            return Text::tr("has a control character in it");
         if (character.unicode() > 0xff)
-            return QStringLiteral("has a character in it that is not in Latin-1");
+            return Text::tr("has a character in it that is not in Latin-1");
     }
     return QString();
 }
@@ -65,12 +66,12 @@ bool isMistaken(const QString &password)
 QString passwordFault(const QString &password)
 {
     if (password.startsWith(QLatin1String("@/")))
-        return QStringLiteral("begins with @/, which pppd takes for the name of a file");
+        return Text::tr("begins with @/, which pppd takes for the name of a file");
     return fault(password);
 }
 
 /** The first line that @p descriptor gives, which must be all that it gives. */
-Text readPassword(int descriptor, const QString &source)
+Word readPassword(int descriptor, const QString &source)
 {
     QByteArray bytes(longestFile, '\0');
     int size = 0;
@@ -80,9 +81,9 @@ Text readPassword(int descriptor, const QString &source)
         size += int(std::max(count, ssize_t(0)));
     } while (count > 0 || (count < 0 && errno == EINTR));
     if (count < 0)
-        return refused(QStringLiteral("The password cannot be read from %1: %2.")
+        return refused(Text::tr("The password cannot be read from %1: %2.")
                            .arg(source, qt_error_string(errno)),
-                       QStringLiteral("Check it, then start again."));
+                       Text::tr("Check it, then start again."));
     bytes.truncate(size);
     for (const char terminator : {'\n', '\r'}) {
         if (bytes.endsWith(terminator))
@@ -91,23 +92,23 @@ Text readPassword(int descriptor, const QString &source)
     return textFromBytes(bytes);
 }
 
-Text readPasswordFile(const QString &path)
+Word readPasswordFile(const QString &path)
 {
     const int descriptor =
         ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat status;
     if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
-        return refused(QStringLiteral("The password file %1 cannot be opened: %2.")
+        return refused(Text::tr("The password file %1 cannot be opened: %2.")
                            .arg(path, qt_error_string(errno)),
-                       QStringLiteral("Give a file that root can read with --password-file."));
-    Text result;
+                       Text::tr("Give a file that root can read with --password-file."));
+    Word result;
     if (!S_ISREG(status.st_mode))
-        result = refused(QStringLiteral("The password file %1 is not a file.").arg(path),
-                         QStringLiteral("Use --password-stdin to pass a password by a pipe."));
+        result = refused(Text::tr("The password file %1 is not a file.").arg(path),
+                         Text::tr("Use --password-stdin to pass a password by a pipe."));
     else if (status.st_mode & (S_IRWXG | S_IRWXO))
-        result = refused(
-            QStringLiteral("The password file %1 is open to others than its owner.").arg(path),
-            QStringLiteral("Run: chmod 600 %1").arg(path));
+        result =
+            refused(Text::tr("The password file %1 is open to others than its owner.").arg(path),
+                    Text::tr("Run: chmod 600 %1").arg(path));
     else
         result = readPassword(descriptor, path);
     ::close(descriptor);
@@ -116,8 +117,8 @@ Text readPasswordFile(const QString &path)
 
 Outcome noAnswer(const QString &what, const QString &option)
 {
-    return Outcome::failed(ExitCode::Usage, QStringLiteral("No %1 was given.").arg(what),
-                           QStringLiteral("Type it when asked, or use %1.").arg(option));
+    return Outcome::failed(ExitCode::Usage, Text::tr("No %1 was given.").arg(what),
+                           Text::tr("Type it when asked, or use %1.").arg(option));
 }
 
 Problem userProblem(const QString &user)
@@ -125,20 +126,20 @@ Problem userProblem(const QString &user)
     const QString userFault = fault(user);
     if (userFault.isEmpty())
         return std::nullopt;
-    return refused(QStringLiteral("The user name cannot be used with pppd: it %1.").arg(userFault),
-                   QStringLiteral("Check the spelling in the provider's letter."));
+    return refused(Text::tr("The user name cannot be used with pppd: it %1.").arg(userFault),
+                   Text::tr("Check the spelling in the provider's letter."));
 }
 
 QString passwordStep(const Session &session, const QString &password)
 {
     if (!isMistaken(password))
-        return QStringLiteral("Ask the provider for another password.");
+        return Text::tr("Ask the provider for another password.");
     if (session.settings.passwordFromInput)
-        return QStringLiteral("Pass the password and nothing else on standard input.");
+        return Text::tr("Pass the password and nothing else on standard input.");
     if (!session.settings.passwordFile.isEmpty())
-        return QStringLiteral("Write the password and nothing else to the file %1.")
+        return Text::tr("Write the password and nothing else to the file %1.")
             .arg(session.settings.passwordFile);
-    return QStringLiteral("Start again and type it when asked.");
+    return Text::tr("Start again and type it when asked.");
 }
 
 Problem passwordProblem(const Session &session, const QString &password)
@@ -146,35 +147,35 @@ Problem passwordProblem(const Session &session, const QString &password)
     const QString secretFault = passwordFault(password);
     if (secretFault.isEmpty())
         return std::nullopt;
-    return refused(QStringLiteral("The password cannot be used with pppd: it %1.").arg(secretFault),
+    return refused(Text::tr("The password cannot be used with pppd: it %1.").arg(secretFault),
                    passwordStep(session, password));
 }
 
 /** Returns the user name, or the wish to go back. */
-Text askForUser(Session &session)
+Word askForUser(Session &session)
 {
     session.frontend.explain(
-        QStringLiteral("The name that the provider has given you for the connection; often it has "
-                       "an @ in it. < goes back to the provider."));
-    const auto ask = [&] { return session.frontend.askText(QStringLiteral("User name")); };
+        Text::tr("The name that the provider has given you for the connection; often it has "
+                 "an @ in it. < goes back to the provider."));
+    const auto ask = [&] { return session.frontend.askText(Text::tr("User name")); };
     const auto fault = [](const QString &answer) {
         return answer == backAnswer() ? std::nullopt : userProblem(answer);
     };
     return answerTo(session,
-                    {ask, fault, noAnswer(QStringLiteral("user name"), QStringLiteral("--user"))});
+                    {ask, fault, noAnswer(Text::tr("user name"), QStringLiteral("--user"))});
 }
 
-Text askForPassword(Session &session)
+Word askForPassword(Session &session)
 {
-    const auto ask = [&] { return session.frontend.askSecret(QStringLiteral("Password")); };
+    const auto ask = [&] { return session.frontend.askSecret(Text::tr("Password")); };
     const auto fault = [&](const QString &answer) { return passwordProblem(session, answer); };
-    return answerTo(session,
-                    {ask, fault,
-                     noAnswer(QStringLiteral("password"),
-                              QStringLiteral("--password-file or --password-stdin"))});
+    return answerTo(
+        session,
+        {ask, fault,
+         noAnswer(Text::tr("password"), Text::tr("--password-file or --password-stdin"))});
 }
 
-Text takeUser(Session &session)
+Word takeUser(Session &session)
 {
     if (!session.settings.user.isEmpty()) {
         if (const Problem problem = userProblem(session.settings.user))
@@ -182,7 +183,7 @@ Text takeUser(Session &session)
         return session.settings.user;
     }
     for (;;) {
-        const Text answer = askForUser(session);
+        const Word answer = askForUser(session);
         const auto *const name = std::get_if<QString>(&answer);
         if (!name || *name != backAnswer())
             return answer;
@@ -193,12 +194,12 @@ Text takeUser(Session &session)
     }
 }
 
-Text takePassword(Session &session)
+Word takePassword(Session &session)
 {
     const bool isPassed = session.settings.passwordFromInput;
     if (!isPassed && session.settings.passwordFile.isEmpty())
         return askForPassword(session);
-    const Text password = isPassed ? readPassword(STDIN_FILENO, QStringLiteral("standard input"))
+    const Word password = isPassed ? readPassword(STDIN_FILENO, Text::tr("standard input"))
                                    : readPasswordFile(session.settings.passwordFile);
     if (const auto *const text = std::get_if<QString>(&password)) {
         if (const Problem problem = passwordProblem(session, *text))
@@ -211,12 +212,12 @@ Text takePassword(Session &session)
 
 Outcome takeLogin(Session &session)
 {
-    const Text user = takeUser(session);
+    const Word user = takeUser(session);
     if (std::holds_alternative<Outcome>(user))
         return std::get<Outcome>(user);
     session.user = std::get<QString>(user);
     session.frontend.conceal(session.user);
-    const Text password = takePassword(session);
+    const Word password = takePassword(session);
     if (std::holds_alternative<Outcome>(password))
         return std::get<Outcome>(password);
     session.password = std::get<QString>(password);

@@ -5,6 +5,7 @@
 
 #include "ownership.h"
 #include "paths.h"
+#include "translate.h"
 
 #include <kestra/media/filemanager.h>
 
@@ -76,7 +77,7 @@ void removeNewModules(Session &session)
     for (const QString &path : qAsConst(unwanted)) {
         if (QFile::remove(path))
             session.frontend.note(
-                QStringLiteral("Removed %1, which the failed installation left.").arg(path));
+                Text::tr("Removed %1, which the failed installation left.").arg(path));
     }
 }
 
@@ -92,7 +93,7 @@ QStringList alteredFiles(Session &session)
             backedUp.insert(file.installedPath);
     }
     const auto tell = [&session](const QString &path, const QString &note) {
-        session.changed(path, QStringLiteral("changed by the failed installation"));
+        session.changed(path, Text::tr("changed by the failed installation"));
         session.frontend.note(note.arg(path));
     };
     QStringList altered;
@@ -102,7 +103,7 @@ QStringList alteredFiles(Session &session)
         if (before.contains(path))
             altered.append(path);
         else
-            tell(path, QStringLiteral("The failed installation left %1."));
+            tell(path, Text::tr("The failed installation left %1."));
     }
     const ModuleTree now = moduleTreeNow(session.kernelRelease);
     for (auto file = before.cbegin(); file != before.cend(); ++file) {
@@ -111,8 +112,7 @@ QStringList alteredFiles(Session &session)
     }
     altered.sort();
     for (const QString &path : qAsConst(altered))
-        tell(path,
-             QStringLiteral("The failed installation changed %1, which no backup was made of."));
+        tell(path, Text::tr("The failed installation changed %1, which no backup was made of."));
     return altered;
 }
 
@@ -175,24 +175,24 @@ std::optional<Outcome> prepareBackupDirectory(Session &session)
     };
     const QString current = backupDirectory(session.kernelRelease);
     if (::mkdir(QFile::encodeName(backupRoot()).constData(), 0700) != 0 && errno != EEXIST)
-        return problem(QStringLiteral("The directory %1 could not be made: %2.")
+        return problem(Text::tr("The directory %1 could not be made: %2.")
                            .arg(backupRoot(), qt_error_string()),
-                       QStringLiteral("See whether /tmp is full, then start again."));
+                       Text::tr("See whether /tmp is full, then start again."));
     // It was looked at before, but in the meantime anybody could have made it.
     if (!isOurDirectory(backupRoot()))
-        return problem(QStringLiteral("Somebody else has put something in the place of %1, where "
-                                      "the installed driver was to be saved.")
+        return problem(Text::tr("Somebody else has put something in the place of %1, where "
+                                "the installed driver was to be saved.")
                            .arg(backupRoot()),
-                       QStringLiteral("See who made it, move it away, then start again."));
+                       Text::tr("See who made it, move it away, then start again."));
     if (!QFileInfo::exists(current))
         return std::nullopt;
     QString kept;
     for (int number = 1; kept.isEmpty() || QFileInfo::exists(kept); ++number)
         kept = QStringLiteral("%1.%2").arg(current).arg(number);
     if (!QDir().rename(current, kept))
-        return problem(QStringLiteral("The earlier backup %1 could not be renamed.").arg(current),
-                       QStringLiteral("Move it away, then start again."));
-    session.changed(kept, QStringLiteral("backup of an earlier run, renamed"));
+        return problem(Text::tr("The earlier backup %1 could not be renamed.").arg(current),
+                       Text::tr("Move it away, then start again."));
+    session.changed(kept, Text::tr("backup of an earlier run, renamed"));
     return std::nullopt;
 }
 
@@ -236,7 +236,7 @@ QString copyOtherFiles(Session &session)
     }
     if (!session.copiedFiles.isEmpty())
         session.changed(backupDirectory(session.kernelRelease),
-                        QStringLiteral("has copies of what else the installation may replace"));
+                        Text::tr("has copies of what else the installation may replace"));
     return QString();
 }
 
@@ -247,8 +247,8 @@ Damage restoreModules(Session &session)
     Damage damage;
     for (const SavedModule &saved : qAsConst(session.savedModules)) {
         if (checksum(saved.installedPath) == saved.checksum)
-            session.frontend.note(QStringLiteral("The earlier driver is back, byte for byte: %1")
-                                      .arg(saved.installedPath));
+            session.frontend.note(
+                Text::tr("The earlier driver is back, byte for byte: %1").arg(saved.installedPath));
         else
             damage.lost.append(saved.installedPath);
     }
@@ -258,8 +258,8 @@ Damage restoreModules(Session &session)
         QFile::remove(copied.installedPath);
         if (copyFile(copied.backupPath, copied.installedPath)
             && checksum(copied.installedPath) == copied.checksum)
-            session.frontend.note(QStringLiteral("The earlier file is back, byte for byte: %1")
-                                      .arg(copied.installedPath));
+            session.frontend.note(
+                Text::tr("The earlier file is back, byte for byte: %1").arg(copied.installedPath));
         else
             damage.lost.append(copied.installedPath);
     }

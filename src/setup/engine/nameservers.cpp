@@ -6,6 +6,7 @@
 #include "replaced.h"
 #include "session.h"
 #include "stages.h"
+#include "translate.h"
 
 #include <kestra/connection/dnsmanager.h>
 
@@ -51,7 +52,7 @@ void putBack(Session &session, const QByteArray &before)
         file.write(before);
     file.close();
     if (content(resolverFile()) != before)
-        session.changed(resolverFile(), QStringLiteral("damaged"));
+        session.changed(resolverFile(), Text::tr("damaged"));
 }
 
 Outcome resolverNotWritten()
@@ -61,10 +62,10 @@ Outcome resolverNotWritten()
         return notWritten(ExitCode::NameServers, resolverFile());
     return Outcome::failed(
         ExitCode::NameServers,
-        QStringLiteral("%1 could not be written: it is a link to %2.")
+        Text::tr("%1 could not be written: it is a link to %2.")
             .arg(resolverFile(), resolver.symLinkTarget()),
-        QStringLiteral("See whether the directory of that file exists and whether the disk is full "
-                       "or the file protected, then start again."));
+        Text::tr("See whether the directory of that file exists and whether the disk is full "
+                 "or the file protected, then start again."));
 }
 
 }
@@ -75,10 +76,10 @@ Outcome setNameServers(Session &session)
     QStringList servers = wanted;
     if (servers.isEmpty())
         return Outcome::skipped(
-            QStringLiteral("the provider's name servers are not known; most announce them when the "
-                           "connection comes up"));
+            Text::tr("the provider's name servers are not known; most announce them when the "
+                     "connection comes up"));
     if (session.leavesNameServers)
-        return Outcome::skipped(QStringLiteral("%1 is left as it is").arg(resolverFile()));
+        return Outcome::skipped(Text::tr("%1 is left as it is").arg(resolverFile()));
     if (const auto problem = session.remember(Part::NameServers, resolverFiles()))
         return *problem;
     DNS_Manager manager;
@@ -89,25 +90,24 @@ Outcome setNameServers(Session &session)
     if (servers.isEmpty())
         return Outcome::failed(
             ExitCode::NameServers,
-            QStringLiteral("None of the provider's name servers is a valid address: %1.")
+            Text::tr("None of the provider's name servers is a valid address: %1.")
                 .arg(wanted.join(QStringLiteral(", "))),
-            QStringLiteral("Mend the provider database, or use --no-dns."));
+            Text::tr("Mend the provider database, or use --no-dns."));
     if (isFirstChange && !isSaved(before)) {
         putBack(session, before);
         return Outcome::failed(
             ExitCode::NameServers,
-            QStringLiteral("%1 could not be saved as %2.").arg(resolverFile(), resolverBackup),
-            QStringLiteral("See whether the disk is full or something else is in that place, then "
-                           "start again."));
+            Text::tr("%1 could not be saved as %2.").arg(resolverFile(), resolverBackup),
+            Text::tr("See whether the disk is full or something else is in that place, then "
+                     "start again."));
     }
     if (QFileInfo::exists(resolverBackup))
-        session.changed(resolverBackup,
-                        QStringLiteral("the file as it was before the first change"));
+        session.changed(resolverBackup, Text::tr("the file as it was before the first change"));
     if (!isWritten || content(resolverFile()) != resolverText(servers)) {
         putBack(session, before);
         return resolverNotWritten();
     }
-    session.changed(resolverFile(), QStringLiteral("name servers"));
+    session.changed(resolverFile(), Text::tr("name servers"));
     return Outcome::done(servers.join(QStringLiteral(", ")));
 }
 

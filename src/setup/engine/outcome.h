@@ -6,6 +6,8 @@
 
 #include "exitcodes.h"
 
+#include "translate.h"
+
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -33,8 +35,8 @@ struct Outcome
     }
     static Outcome interrupted()
     {
-        return failed(ExitCode::Interrupted, QStringLiteral("The set-up was interrupted."),
-                      QStringLiteral("Start it again to go on; every stage may be repeated."));
+        return failed(ExitCode::Interrupted, Text::tr("The set-up was interrupted."),
+                      Text::tr("Start it again to go on; every stage may be repeated."));
     }
 };
 

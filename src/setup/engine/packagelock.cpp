@@ -6,6 +6,7 @@
 #include "processes.h"
 #include "session.h"
 #include "text.h"
+#include "translate.h"
 
 #include <QElapsedTimer>
 
@@ -44,10 +45,9 @@ QString nameOf(const Process &holder) { return printable(holder.description()); 
 
 Outcome busy(const Process &holder)
 {
-    return Outcome::failed(
-        ExitCode::PackagesBusy,
-        QStringLiteral("The package system is locked by %1.").arg(nameOf(holder)),
-        QStringLiteral("Let it end or stop it, then start again."));
+    return Outcome::failed(ExitCode::PackagesBusy,
+                           Text::tr("The package system is locked by %1.").arg(nameOf(holder)),
+                           Text::tr("Let it end or stop it, then start again."));
 }
 
 /** Returns who has the lock when the time is up, if anybody; or that the run is to stop. */
@@ -62,7 +62,7 @@ std::optional<Process> waitUntilFree(Session &session, bool &isInterrupted)
             return holder;
         if (!told || told->pid != holder->pid)
             session.frontend.waiting(
-                QStringLiteral("the package system, which is locked by %1").arg(nameOf(*holder)));
+                Text::tr("the package system, which is locked by %1").arg(nameOf(*holder)));
         told = holder;
         isInterrupted = !session.pause(pollInterval);
     }
@@ -71,15 +71,17 @@ std::optional<Process> waitUntilFree(Session &session, bool &isInterrupted)
 
 enum class Choice { Wait, TryAgain, GiveUp };
 
-const char *const choices[] = {"wait", "try again", "give up"};
+const char *const choices[] = {QT_TRANSLATE_NOOP("Setup", "wait"),
+                               QT_TRANSLATE_NOOP("Setup", "try again"),
+                               QT_TRANSLATE_NOOP("Setup", "give up")};
 
 Choice ask(Session &session, const Process &holder)
 {
     QStringList names;
     for (const char *choice : choices)
-        names.append(QLatin1String(choice));
+        names.append(Text::tr(choice));
     const auto answer = session.frontend.choose(
-        QStringLiteral("The package system is locked by %1. What now").arg(nameOf(holder)), names,
+        Text::tr("The package system is locked by %1. What now").arg(nameOf(holder)), names,
         QString());
     return answer ? Choice(names.indexOf(*answer)) : Choice::GiveUp;
 }

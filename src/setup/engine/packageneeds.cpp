@@ -10,6 +10,7 @@
 #include "presentmodems.h"
 #include "session.h"
 #include "text.h"
+#include "translate.h"
 
 #include <QFileInfo>
 #include <QSettings>
@@ -24,12 +25,11 @@ const char *const protocolNames[] = {"pppoa", "pppoe"};
 
 PackageNeeds incomplete(const QString &cause)
 {
-    return {
-        {},
-        {},
-        {},
-        Outcome::failed(ExitCode::Precondition, cause,
-                        QStringLiteral("Install kestra-setup completely, or give --data-dir."))};
+    return {{},
+            {},
+            {},
+            Outcome::failed(ExitCode::Precondition, cause,
+                            Text::tr("Install kestra-setup completely, or give --data-dir."))};
 }
 
 bool usesZypper(const Session &session) { return session.packageManager == zypperName(); }
@@ -55,9 +55,9 @@ QString wantedDriver(Session &session)
     if (!present.modems.isEmpty())
         return present.modems.first().driver;
     session.frontend.note(
-        joined({present.problem.isEmpty() ? QStringLiteral("No supported modem is plugged in.")
+        joined({present.problem.isEmpty() ? Text::tr("No supported modem is plugged in.")
                                           : present.problem,
-                QStringLiteral("With --driver, what builds its driver is looked at, too.")}));
+                Text::tr("With --driver, what builds its driver is looked at, too.")}));
     return QString();
 }
 
@@ -102,13 +102,13 @@ std::optional<PackageNeeds> addDriver(PackageNeeds &needs, const Session &sessio
             continue;
         QStringList packages = usesZypper(session) ? driver.packagesZypper : driver.packagesApt;
         packages.replaceInStrings(QStringLiteral("@KERNEL@"), session.kernelRelease);
-        add(needs, packages, QStringLiteral("driver %1").arg(driver.name));
+        add(needs, packages, Text::tr("driver %1").arg(driver.name));
         return std::nullopt;
     }
     needs.problem = Outcome::failed(
         ExitCode::Usage,
-        QStringLiteral("The driver catalogue has no driver \"%1\".").arg(printable(needs.driver)),
-        QStringLiteral("It has %1.").arg(names.join(QStringLiteral(", "))));
+        Text::tr("The driver catalogue has no driver \"%1\".").arg(printable(needs.driver)),
+        Text::tr("It has %1.").arg(names.join(QStringLiteral(", "))));
     return needs;
 }
 
@@ -116,15 +116,14 @@ std::optional<PackageNeeds> addProtocols(PackageNeeds &needs, const Session &ses
 {
     const QString path = session.settings.dataDirectory + QStringLiteral("/packages.conf");
     if (!QFileInfo(path).isReadable())
-        return incomplete(QStringLiteral("There is no table of packages in %1.").arg(path));
+        return incomplete(Text::tr("There is no table of packages in %1.").arg(path));
     const QSettings file(path, QSettings::IniFormat);
     const QString key =
         usesZypper(session) ? QStringLiteral("PackagesZypper") : QStringLiteral("PackagesApt");
     for (const QString &protocol : std::as_const(needs.protocols)) {
         const QStringList names = catalogueList(file.value(protocol + QLatin1Char('/') + key));
         if (names.isEmpty())
-            return incomplete(
-                QStringLiteral("%1 has no %2 in its section %3.").arg(path, key, protocol));
+            return incomplete(Text::tr("%1 has no %2 in its section %3.").arg(path, key, protocol));
         add(needs, names, protocol);
     }
     return std::nullopt;
@@ -138,8 +137,8 @@ std::optional<PackageNeeds> refuseOtherWords(const PackageNeeds &needs)
                                         [](const QString &name) { return isPackageName(name); });
     if (wrong == names.cend())
         return std::nullopt;
-    return incomplete(QStringLiteral("The data of kestra-setup has a package \"%1\", which is no "
-                                     "name of a package.")
+    return incomplete(Text::tr("The data of kestra-setup has a package \"%1\", which is no "
+                               "name of a package.")
                           .arg(printable(*wrong)));
 }
 

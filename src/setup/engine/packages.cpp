@@ -10,6 +10,7 @@
 #include "session.h"
 #include "stages.h"
 #include "text.h"
+#include "translate.h"
 
 #include <kestra/foundation/systeminfo.h>
 
@@ -73,12 +74,12 @@ QString packageManagerOfSystem()
 
 Outcome noListing(const Session &session)
 {
-    return Outcome::failed(
-        ExitCode::Packages,
-        QStringLiteral("%1 does not tell which packages are installed.")
-            .arg(session.packageManager == zypperName() ? QStringLiteral("rpm")
-                                                        : QStringLiteral("dpkg")),
-        QStringLiteral("Run it by hand to see what is wrong, then start again."));
+    return Outcome::failed(ExitCode::Packages,
+                           Text::tr("%1 does not tell which packages are installed.")
+                               .arg(session.packageManager == zypperName()
+                                        ? QStringLiteral("rpm")
+                                        : QStringLiteral("dpkg")),
+                           Text::tr("Run it by hand to see what is wrong, then start again."));
 }
 
 Outcome installPackages(Session &session)
@@ -93,19 +94,18 @@ Outcome installPackages(Session &session)
             return noListing(session);
         if (stillMissing->isEmpty())
             return Outcome::done(
-                QStringLiteral("%1: installed already").arg(missing.join(QStringLiteral(", "))));
+                Text::tr("%1: installed already").arg(missing.join(QStringLiteral(", "))));
         missing = *stillMissing;
         const auto obstacle = tryToInstall(session, system, missing);
         const QString names = missing.join(QStringLiteral(", "));
         if (!obstacle) {
-            session.changed(names, QStringLiteral("packages installed"));
+            session.changed(names, Text::tr("packages installed"));
             return Outcome::done(names);
         }
         if (!obstacle->mayADiscHelp || session.settings.unattended)
             return obstacle->outcome;
         const DiscOffer offer = offerDisc(
-            session,
-            joined({obstacle->outcome.sentence, QStringLiteral("Wanted: %1.").arg(names)}));
+            session, joined({obstacle->outcome.sentence, Text::tr("Wanted: %1.").arg(names)}));
         if (offer == DiscOffer::Declined)
             return session.cancellation.isRequested() ? Outcome::interrupted() : obstacle->outcome;
     }

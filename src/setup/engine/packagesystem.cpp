@@ -7,6 +7,7 @@
 #include "processes.h"
 #include "session.h"
 #include "text.h"
+#include "translate.h"
 
 #include <kestra/packages/apt.h>
 #include <kestra/packages/packagemanager.h>
@@ -35,44 +36,57 @@ struct Cause
     bool mayADiscHelp = false;
 };
 
-constexpr char refresh[] = "Refresh the package lists (apt-get update, zypper refresh), or name "
-                           "other packages with --packages.";
+constexpr char refresh[] =
+    QT_TRANSLATE_NOOP("Setup",
+                      "Refresh the package lists (apt-get update, zypper refresh), or name "
+                      "other packages with --packages.");
 
 // The first one that fits, so those come first whose words others use, too.
 constexpr Cause causes[] = {
-    {"No space left on device|enough free space|[Nn]ot enough (disk|space)", "The disk is full.",
-     "Free some space, then start again."},
+    {"No space left on device|enough free space|[Nn]ot enough (disk|space)",
+     QT_TRANSLATE_NOOP("Setup", "The disk is full."),
+     QT_TRANSLATE_NOOP("Setup", "Free some space, then start again.")},
     {"Could not get lock|Unable to acquire the dpkg|System management is locked",
-     "Another program uses the package system.", "Wait until it has ended, then start again."},
-    {"dpkg was interrupted", "An earlier installation of packages was cut off.",
-     "Run dpkg --configure -a, then start again."},
+     QT_TRANSLATE_NOOP("Setup", "Another program uses the package system."),
+     QT_TRANSLATE_NOOP("Setup", "Wait until it has ended, then start again.")},
+    {"dpkg was interrupted",
+     QT_TRANSLATE_NOOP("Setup", "An earlier installation of packages was cut off."),
+     QT_TRANSLATE_NOOP("Setup", "Run dpkg --configure -a, then start again.")},
     {"Media change: please insert|Disk not found|Specified path .* is not a directory",
-     "The disc with the packages is not in its drive.",
-     "Insert it and use kestra-setup disc add, then start again.", true},
+     QT_TRANSLATE_NOOP("Setup", "The disc with the packages is not in its drive."),
+     QT_TRANSLATE_NOOP("Setup", "Insert it and use kestra-setup disc add, then start again."),
+     true},
     {"(?i)\\b(licen[cs]e|EULA)\\b.*(agree|accept|consent|declin|confirm)|"
      "(agree|accept|consent|declin|confirm)\\w*\\b.*\\b(licen[cs]e|EULA)\\b",
-     "A package asks for consent to its licence, which only you can give.",
-     "Install it by hand, then start again."},
+     QT_TRANSLATE_NOOP("Setup",
+                       "A package asks for consent to its licence, which only you can give."),
+     QT_TRANSLATE_NOOP("Setup", "Install it by hand, then start again.")},
     {"Unable to locate package|has no installation candidate|not found in package names|"
      "No provider of",
-     "The package sources do not know a package that is needed.", refresh, true},
+     QT_TRANSLATE_NOOP("Setup", "The package sources do not know a package that is needed."),
+     refresh, true},
     {"unmet dependencies|held broken packages|nothing provides|Problem: ",
-     "A package needs others that cannot be had, or that exclude what is installed.", refresh,
-     true},
+     QT_TRANSLATE_NOOP(
+         "Setup", "A package needs others that cannot be had, or that exclude what is installed."),
+     refresh, true},
     {"unauthenticated|NO_PUBKEY|signatures couldn't be verified",
-     "The package tools do not trust a package source.",
-     "Refresh the package lists, or mend the sources."},
+     QT_TRANSLATE_NOOP("Setup", "The package tools do not trust a package source."),
+     QT_TRANSLATE_NOOP("Setup", "Refresh the package lists, or mend the sources.")},
     {"Temporary failure resolving|Could not resolve|Network is unreachable|Failed to fetch|"
      "Unable to connect|Could not connect|Download .* failed|Valid metadata not found|"
      "Can't provide|Failed to provide|Skipping repository",
-     "The packages could not be downloaded.",
-     "Connect to the network in another way, or add an installation disc with kestra-setup disc "
-     "add.",
+     QT_TRANSLATE_NOOP("Setup", "The packages could not be downloaded."),
+     QT_TRANSLATE_NOOP("Setup",
+                       "Connect to the network in another way, or add an installation disc with "
+                       "kestra-setup disc "
+                       "add."),
      true},
     {"--force-yes.*(not understood|not known|removed)",
-     "The package tools refused the option "
-     "--force-yes.",
-     "Install the packages by hand, then start again with --no-packages."},
+     QT_TRANSLATE_NOOP("Setup",
+                       "The package tools refused the option "
+                       "--force-yes."),
+     QT_TRANSLATE_NOOP("Setup",
+                       "Install the packages by hand, then start again with --no-packages.")},
 };
 
 std::optional<PackageSystem::Obstacle> knownCause(const QStringList &lines)
@@ -81,8 +95,8 @@ std::optional<PackageSystem::Obstacle> knownCause(const QStringList &lines)
     for (const Cause &cause : causes) {
         if (QRegularExpression(QString::fromLatin1(cause.pattern)).match(output).hasMatch())
             return PackageSystem::Obstacle {Outcome::failed(ExitCode::Packages,
-                                                            QString::fromLatin1(cause.sentence),
-                                                            QString::fromLatin1(cause.nextStep)),
+                                                            Text::tr(cause.sentence),
+                                                            Text::tr(cause.nextStep)),
                                             cause.mayADiscHelp};
     }
     return std::nullopt;
@@ -90,10 +104,10 @@ std::optional<PackageSystem::Obstacle> knownCause(const QStringList &lines)
 
 PackageSystem::Obstacle explain(const QString &what, int code, const QStringList &lines)
 {
-    return knownCause(lines).value_or(PackageSystem::Obstacle {Outcome::failed(
-        ExitCode::Packages,
-        QStringLiteral("%1 (the package tools ended with code %2).").arg(what).arg(code),
-        QStringLiteral("Install them by hand to see what is wrong, then start again."))});
+    return knownCause(lines).value_or(PackageSystem::Obstacle {
+        Outcome::failed(ExitCode::Packages,
+                        Text::tr("%1 (the package tools ended with code %2).").arg(what).arg(code),
+                        Text::tr("Install them by hand to see what is wrong, then start again."))});
 }
 
 QStringList without(QStringList names, const QStringList &others)
@@ -105,11 +119,12 @@ QStringList without(QStringList names, const QStringList &others)
 
 PackageSystem::Obstacle unknownPackages(const QStringList &names)
 {
-    return {Outcome::failed(ExitCode::Packages,
-                            QStringLiteral("The package sources do not know %1.")
-                                .arg(names.join(QStringLiteral(", "))),
-                            QString::fromLatin1(refresh)),
-            true};
+    return {
+        Outcome::failed(
+            ExitCode::Packages,
+            Text::tr("The package sources do not know %1.").arg(names.join(QStringLiteral(", "))),
+            Text::tr(refresh)),
+        true};
 }
 
 /** apt-get takes an unknown name for a pattern, and is content with others that it matches. */
@@ -250,8 +265,8 @@ int PackageSystem::simulate(const QStringList &names)
 PackageSystem::Obstacle PackageSystem::doesNotAnswer(const QString &program) const
 {
     return {Outcome::failed(
-        ExitCode::Packages, QStringLiteral("%1 gives no answer, or was stopped.").arg(program),
-        QStringLiteral("Run it by hand to see what it waits for, then start again."))};
+        ExitCode::Packages, Text::tr("%1 gives no answer, or was stopped.").arg(program),
+        Text::tr("Run it by hand to see what it waits for, then start again."))};
 }
 
 std::optional<PackageSystem::Obstacle> PackageSystem::tryOut(const QStringList &names)
@@ -267,8 +282,8 @@ std::optional<PackageSystem::Obstacle> PackageSystem::tryOut(const QStringList &
     if (code == 0)
         return unknownPackages(others);
     return explain(
-        QStringLiteral("These packages cannot be had: %1").arg(names.join(QStringLiteral(", "))),
-        code, lines);
+        Text::tr("These packages cannot be had: %1").arg(names.join(QStringLiteral(", "))), code,
+        lines);
 }
 
 std::optional<PackageSystem::Obstacle> PackageSystem::install(const QStringList &names)
@@ -281,19 +296,19 @@ std::optional<PackageSystem::Obstacle> PackageSystem::install(const QStringList 
         running = m_session.waitForTools();
     });
     if (running)
-        return Obstacle {
-            Outcome::failed(ExitCode::Packages, QStringLiteral("%1 does not end.").arg(*running),
-                            QStringLiteral("See what it waits for, then start again."))};
+        return Obstacle {Outcome::failed(ExitCode::Packages,
+                                         Text::tr("%1 does not end.").arg(*running),
+                                         Text::tr("See what it waits for, then start again."))};
     const auto missing = notInstalled(names);
     if (!missing)
         return doesNotAnswer(usesZypper() ? QStringLiteral("rpm") : QStringLiteral("dpkg"));
     m_session.store.rememberPackages(m_session.packageManager, without(names, *missing));
     if (!missing->isEmpty())
-        return explain(QStringLiteral("Not installed: %1").arg(missing->join(QStringLiteral(", "))),
-                       code, lines);
+        return explain(Text::tr("Not installed: %1").arg(missing->join(QStringLiteral(", "))), code,
+                       lines);
     if (code != 0)
         m_session.frontend.note(
-            QStringLiteral("The packages are installed, yet the package tools ended with code %1.")
+            Text::tr("The packages are installed, yet the package tools ended with code %1.")
                 .arg(code));
     return std::nullopt;
 }

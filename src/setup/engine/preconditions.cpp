@@ -7,6 +7,7 @@
 #include "paths.h"
 #include "session.h"
 #include "stages.h"
+#include "translate.h"
 
 #include <kestra/connection/scriptmanager.h>
 
@@ -37,9 +38,9 @@ Problem checkBus(Session &session)
     if (!findsModem || QDBusConnection::systemBus().isConnected())
         return std::nullopt;
     return Outcome::failed(ExitCode::NoBus,
-                           QStringLiteral("The system message bus cannot be reached: %1.")
+                           Text::tr("The system message bus cannot be reached: %1.")
                                .arg(QDBusConnection::systemBus().lastError().message()),
-                           QStringLiteral("Start the service dbus."));
+                           Text::tr("Start the service dbus."));
 }
 
 struct Tool
@@ -67,8 +68,8 @@ Problem checkTools(Session &session)
         const QString program = QString::fromLatin1(tool.program);
         if (tool.isNeeded(session) && QStandardPaths::findExecutable(program).isEmpty())
             return missing(
-                QStringLiteral("The program %1 is not installed.").arg(program),
-                QStringLiteral("Install the package %1.").arg(QString::fromLatin1(tool.package)));
+                Text::tr("The program %1 is not installed.").arg(program),
+                Text::tr("Install the package %1.").arg(QString::fromLatin1(tool.package)));
     }
     return std::nullopt;
 }
@@ -79,8 +80,8 @@ std::optional<Outcome> checkRoot(Session &)
 {
     if (::geteuid() == 0)
         return std::nullopt;
-    return Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
-                           QStringLiteral("Start it with sudo, or from a root shell."));
+    return Outcome::failed(ExitCode::NotRoot, Text::tr("This program must run as root."),
+                           Text::tr("Start it with sudo, or from a root shell."));
 }
 
 std::optional<Outcome> choosePackageTools(Session &session)
@@ -92,8 +93,8 @@ std::optional<Outcome> choosePackageTools(Session &session)
         session.packageManager = packageManagerOfSystem();
     if (!session.packageManager.isEmpty())
         return std::nullopt;
-    return missing(QStringLiteral("This distribution is unknown, and so are its package tools."),
-                   QStringLiteral("Name them with --package-manager, or use --no-packages."));
+    return missing(Text::tr("This distribution is unknown, and so are its package tools."),
+                   Text::tr("Name them with --package-manager, or use --no-packages."));
 }
 
 std::optional<Outcome> checkPackageTools(Session &session)
@@ -121,11 +122,10 @@ Problem checkKernelHeaders(Session &session)
     const QString headers = kernelHeaders(settings, session.kernelRelease);
     if (QFileInfo(headers + QStringLiteral("/Makefile")).exists())
         return std::nullopt;
-    return missing(
-        QStringLiteral("The headers of the kernel are not in %1.").arg(headers),
-        QStringLiteral("Install the package linux-headers-%1, or give the directory with "
-                       "--kernel-headers.")
-            .arg(session.kernelRelease));
+    return missing(Text::tr("The headers of the kernel are not in %1.").arg(headers),
+                   Text::tr("Install the package linux-headers-%1, or give the directory with "
+                            "--kernel-headers.")
+                       .arg(session.kernelRelease));
 }
 
 /** The backup lies where anybody may create files, so it must be root's from the top down. */
@@ -136,10 +136,10 @@ Problem checkBackupDirectory(Session &session)
     for (const QString &path : {backupRoot(), backupDirectory(session.kernelRelease)}) {
         const QFileInfo entry(path);
         if ((entry.exists() || entry.isSymLink()) && !isOurDirectory(path))
-            return missing(QStringLiteral("%1 is no directory that only root can write to, so the "
-                                          "backup of the driver would not be safe there.")
+            return missing(Text::tr("%1 is no directory that only root can write to, so the "
+                                    "backup of the driver would not be safe there.")
                                .arg(path),
-                           QStringLiteral("See who made it, then move it away."));
+                           Text::tr("See who made it, then move it away."));
     }
     return std::nullopt;
 }
@@ -149,8 +149,8 @@ Problem checkInitScript(Session &session)
     const QString script = initScriptSource(session.settings);
     if (!session.settings.wants(Goal::InitScript) || QFileInfo(script).isReadable())
         return std::nullopt;
-    return missing(QStringLiteral("The init script %1 is missing.").arg(script),
-                   QStringLiteral("Install kestra-setup completely, or give --data-dir."));
+    return missing(Text::tr("The init script %1 is missing.").arg(script),
+                   Text::tr("Install kestra-setup completely, or give --data-dir."));
 }
 
 Problem checkCatalogue(Session &session)
@@ -160,7 +160,7 @@ Problem checkCatalogue(Session &session)
     if (!isNeeded || session.catalogue.fault.isEmpty())
         return std::nullopt;
     return missing(session.catalogue.fault,
-                   QStringLiteral("Install kestra-setup completely, or give --data-dir."));
+                   Text::tr("Install kestra-setup completely, or give --data-dir."));
 }
 
 /** A start at boot needs something to start. */
@@ -170,8 +170,8 @@ Problem checkConnection(Session &session)
     if (settings.wants(Goal::Connection) || !settings.wants(Goal::Boot | Goal::Start)
         || QFileInfo(connectionFile()).isReadable())
         return std::nullopt;
-    return missing(QStringLiteral("No connection is set up: there is no %1.").arg(connectionFile()),
-                   QStringLiteral("Set one up with kestra-setup connect."));
+    return missing(Text::tr("No connection is set up: there is no %1.").arg(connectionFile()),
+                   Text::tr("Set one up with kestra-setup connect."));
 }
 
 Problem checkRunLevels(Session &session)
@@ -183,14 +183,13 @@ Problem checkRunLevels(Session &session)
     for (int level = 0; level <= 6; ++level) {
         const QString directory = runLevelDirectory(base, level);
         if (base.isEmpty() || !QFileInfo(directory).isDir())
-            return missing(
-                QStringLiteral("The run-level directory %1 does not exist.").arg(directory),
-                QStringLiteral("Install the distribution's support for init scripts, or "
-                               "use --no-boot."));
+            return missing(Text::tr("The run-level directory %1 does not exist.").arg(directory),
+                           Text::tr("Install the distribution's support for init scripts, or "
+                                    "use --no-boot."));
     }
     if (!QFileInfo(QStringLiteral("/etc/init.d")).isDir())
-        return missing(QStringLiteral("The directory /etc/init.d does not exist."),
-                       QStringLiteral("Use --no-boot."));
+        return missing(Text::tr("The directory /etc/init.d does not exist."),
+                       Text::tr("Use --no-boot."));
     return std::nullopt;
 }
 
@@ -198,8 +197,8 @@ Problem checkWritable(Session &)
 {
     if (::access("/etc", W_OK) == 0)
         return std::nullopt;
-    return missing(QStringLiteral("/etc cannot be written to: %1.").arg(qt_error_string()),
-                   QStringLiteral("Mount the file system for writing."));
+    return missing(Text::tr("/etc cannot be written to: %1.").arg(qt_error_string()),
+                   Text::tr("Mount the file system for writing."));
 }
 
 // What needs no other answer first. Root comes first: the rest would fail in odder ways without.

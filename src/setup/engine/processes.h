@@ -4,6 +4,8 @@
 #ifndef KESTRA_SETUP_PROCESSES_H
 #define KESTRA_SETUP_PROCESSES_H
 
+#include "translate.h"
+
 #include <QString>
 #include <QVector>
 
@@ -18,8 +20,8 @@ struct Process
 
     QString description() const
     {
-        return name.isEmpty() ? QStringLiteral("process %1").arg(pid)
-                              : QStringLiteral("%1 (process %2)").arg(name).arg(pid);
+        return name.isEmpty() ? Text::tr("process %1").arg(pid)
+                              : Text::tr("%1 (process %2)").arg(name).arg(pid);
     }
 };
 

@@ -7,6 +7,7 @@
 #include "session.h"
 #include "stages.h"
 #include "text.h"
+#include "translate.h"
 
 #include <variant>
 
@@ -23,31 +24,35 @@ struct Choice
     const char *help;
 };
 
-constexpr Choice countryChoice = {"country", "Country", "--country",
-                                  "The country whose telephone line the modem is plugged into."};
+constexpr Choice countryChoice = {
+    QT_TRANSLATE_NOOP("Setup", "country"), QT_TRANSLATE_NOOP("Setup", "Country"), "--country",
+    QT_TRANSLATE_NOOP("Setup", "The country whose telephone line the modem is plugged into.")};
 constexpr Choice serviceChoice = {
-    "service", "Provider and service", "--service",
-    "What you have a contract for; the provider's letter tells. < goes back to the country."};
+    QT_TRANSLATE_NOOP("Setup", "service"), QT_TRANSLATE_NOOP("Setup", "Provider and service"),
+    "--service",
+    QT_TRANSLATE_NOOP(
+        "Setup",
+        "What you have a contract for; the provider's letter tells. < goes back to the country.")};
 
 using Pick = std::variant<QString, Outcome>;
 
 Pick ask(Session &session, const Choice &choice, const QStringList &names, const QString &hint)
 {
-    const QString what = QString::fromLatin1(choice.what);
-    session.frontend.explain(QString::fromLatin1(choice.help));
+    const QString what = Text::tr(choice.what);
+    session.frontend.explain(Text::tr(choice.help));
     const auto choose = [&] {
-        return session.frontend.choose(QString::fromLatin1(choice.question), names, hint);
+        return session.frontend.choose(Text::tr(choice.question), names, hint);
     };
     const auto fault = [&](const QString &answer) -> std::optional<Outcome> {
         if (answer == backAnswer() || names.contains(answer))
             return std::nullopt;
         return Outcome::failed(ExitCode::Service,
-                               QStringLiteral("There is no %1 \"%2\".").arg(what, answer),
+                               Text::tr("There is no %1 \"%2\".").arg(what, answer),
                                suggestion(nearMatches(names, answer)));
     };
     const auto noAnswer = Outcome::failed(
-        ExitCode::Usage, QStringLiteral("No %1 was chosen.").arg(what),
-        QStringLiteral("Choose one, or give it with %1.").arg(QString::fromLatin1(choice.option)));
+        ExitCode::Usage, Text::tr("No %1 was chosen.").arg(what),
+        Text::tr("Choose one, or give it with %1.").arg(QString::fromLatin1(choice.option)));
     return answerTo(session, {choose, fault, noAnswer});
 }
 
@@ -60,10 +65,10 @@ Pick pick(Session &session, const Choice &choice, const QStringList &names, cons
             return *match;
         if (session.settings.unattended)
             return Outcome::failed(ExitCode::Service,
-                                   QStringLiteral("The provider database has no %1 \"%2\".")
-                                       .arg(QString::fromLatin1(choice.what), wanted),
+                                   Text::tr("The provider database has no %1 \"%2\".")
+                                       .arg(Text::tr(choice.what), wanted),
                                    joined({suggestion(nearMatches(names, wanted)),
-                                           QStringLiteral("Give another name with %1.")
+                                           Text::tr("Give another name with %1.")
                                                .arg(QString::fromLatin1(choice.option))}));
     }
     const QStringList matches = namesHolding(names, wanted);
@@ -80,28 +85,26 @@ Pick pickCountry(Session &session, const QStringList &names, const QString &want
         const auto *const name = std::get_if<QString>(&country);
         if (!name || *name != backAnswer())
             return country;
-        session.frontend.refuse(QStringLiteral("There is no question to go back to."));
+        session.frontend.refuse(Text::tr("There is no question to go back to."));
     }
 }
 
 Outcome unusable(const QString &service, const QString &what)
 {
-    return Outcome::failed(
-        ExitCode::Service,
-        QStringLiteral("The provider database has %1 for \"%2\".").arg(what, service),
-        QStringLiteral("Mend the database, or choose another service."));
+    return Outcome::failed(ExitCode::Service,
+                           Text::tr("The provider database has %1 for \"%2\".").arg(what, service),
+                           Text::tr("Mend the database, or choose another service."));
 }
 
 std::optional<Outcome> checkLine(const Line &line)
 {
     if (line.protocol != QLatin1String("pppoe") && line.protocol != QLatin1String("pppoa"))
-        return unusable(line.service,
-                        QStringLiteral("the unknown protocol \"%1\"").arg(line.protocol));
+        return unusable(line.service, Text::tr("the unknown protocol \"%1\"").arg(line.protocol));
     if (line.vpi > 255 || line.vci == 0)
-        return unusable(line.service, QStringLiteral("no valid VPI and VCI"));
+        return unusable(line.service, Text::tr("no valid VPI and VCI"));
     if (line.encapsulation != QLatin1String("llc") && line.encapsulation != QLatin1String("vc"))
         return unusable(line.service,
-                        QStringLiteral("the unknown encapsulation \"%1\"").arg(line.encapsulation));
+                        Text::tr("the unknown encapsulation \"%1\"").arg(line.encapsulation));
     return std::nullopt;
 }
 
@@ -118,14 +121,14 @@ QString described(const Line &line)
 Outcome takeLine(Session &session, const QString &wantedCountry, const QString &wantedService)
 {
     if (!session.settings.wants(Goal::Connection) && !session.settings.nameServers.isEmpty())
-        return Outcome::skipped(QStringLiteral("the name servers were given"));
+        return Outcome::skipped(Text::tr("the name servers were given"));
     const QString path = providerDatabase(session.settings);
     if (const auto problem = ProviderDatabase::check(path))
         return *problem;
     ProviderDatabase database(path);
     const QStringList countries = database.countries();
     if (countries.isEmpty())
-        return ProviderDatabase::damaged(path, QStringLiteral("it has no countries"));
+        return ProviderDatabase::damaged(path, Text::tr("it has no countries"));
 
     Pick country = pickCountry(session, countries, wantedCountry);
     QString service = wantedService;
@@ -144,8 +147,7 @@ Outcome takeLine(Session &session, const QString &wantedCountry, const QString &
         }
         const auto line = database.line(std::get<QString>(answer));
         if (!line)
-            return ProviderDatabase::damaged(path,
-                                             QStringLiteral("it has no data for the service"));
+            return ProviderDatabase::damaged(path, Text::tr("it has no data for the service"));
         const auto problem = checkLine(*line);
         if (problem && !isChosen)
             return *problem;

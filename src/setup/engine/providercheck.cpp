@@ -3,6 +3,8 @@
 
 #include "providercheck.h"
 
+#include "translate.h"
+
 #include <QHash>
 #include <QRegularExpression>
 #include <QSet>
@@ -33,12 +35,12 @@ constexpr char addressPattern[] = "((25[0-5]|2[0-4]\\d|1\\d\\d|[1-9]?\\d)\\.){3}
                                   "(25[0-5]|2[0-4]\\d|1\\d\\d|[1-9]?\\d)|";
 
 constexpr Element elements[] = {
-    {"vpi", numberPattern, 0, 255, "a number from 0 to 255"},
-    {"vci", numberPattern, 32, 65535, "a number from 32 to 65535"},
-    {"protocol", "pppoe|pppoa", 0, 0, "pppoe or pppoa"},
-    {"encapsulation", "llc|vc", 0, 0, "llc or vc", true},
-    {"dns_server_1", addressPattern, 0, 0, "an IPv4 address or empty"},
-    {"dns_server_2", addressPattern, 0, 0, "an IPv4 address or empty"},
+    {"vpi", numberPattern, 0, 255, QT_TRANSLATE_NOOP("Setup", "a number from 0 to 255")},
+    {"vci", numberPattern, 32, 65535, QT_TRANSLATE_NOOP("Setup", "a number from 32 to 65535")},
+    {"protocol", "pppoe|pppoa", 0, 0, QT_TRANSLATE_NOOP("Setup", "pppoe or pppoa")},
+    {"encapsulation", "llc|vc", 0, 0, QT_TRANSLATE_NOOP("Setup", "llc or vc"), true},
+    {"dns_server_1", addressPattern, 0, 0, QT_TRANSLATE_NOOP("Setup", "an IPv4 address or empty")},
+    {"dns_server_2", addressPattern, 0, 0, QT_TRANSLATE_NOOP("Setup", "an IPv4 address or empty")},
 };
 
 bool isAllowed(const Element &element, const QString &text)
@@ -87,7 +89,7 @@ QVector<ProviderFault> Check::run()
 {
     if (readNextChild()) {
         if (m_xml.name() != QLatin1String("services"))
-            add(QStringLiteral("the outermost element must be services"));
+            add(Text::tr("the outermost element must be services"));
         readChildren("country", &Check::readCountry);
     }
     while (!m_xml.atEnd())
@@ -118,7 +120,7 @@ void Check::readElements()
     const auto missUntil = [&](auto end) {
         for (; expected != end; ++expected) {
             if (!expected->isOptional && !m_xml.hasError())
-                add(QStringLiteral("%1 is missing").arg(QLatin1String(expected->name)));
+                add(Text::tr("%1 is missing").arg(QLatin1String(expected->name)));
         }
     };
     while (readNextChild()) {
@@ -140,8 +142,8 @@ void Check::readValue(const Element &element)
     m_place = {m_xml.lineNumber(), m_xml.columnNumber() + 1, QString()};
     const QString text = m_xml.readElementText();
     if (!m_xml.hasError() && !isAllowed(element, text))
-        add(QStringLiteral("%1 must be %2, not \"%3\"")
-                .arg(QLatin1String(element.name), QLatin1String(element.wanted), text));
+        add(Text::tr("%1 must be %2, not \"%3\"")
+                .arg(QLatin1String(element.name), Text::tr(element.wanted), text));
 }
 
 void Check::readChildren(const char *name, Reader read)
@@ -156,7 +158,7 @@ void Check::readChildren(const char *name, Reader read)
         }
     }
     if (count == 0 && !m_xml.hasError())
-        add(QStringLiteral("there is no %1").arg(QLatin1String(name)));
+        add(Text::tr("there is no %1").arg(QLatin1String(name)));
 }
 
 /** Goes to the next child element, or to the end of the present one. */
@@ -167,7 +169,7 @@ bool Check::readNextChild()
         if (m_xml.isStartElement() || m_xml.isEndElement())
             break;
         if (m_xml.isCharacters() && !m_xml.isWhitespace())
-            add(QStringLiteral("there must be no text here"));
+            add(Text::tr("there must be no text here"));
     }
     return m_xml.isStartElement();
 }
@@ -185,16 +187,16 @@ void Check::checkName(const char *attribute, QSet<QString> &earlier)
     const QString element = m_xml.name().toString();
     const QString name = m_xml.attributes().value(QLatin1String(attribute)).toString();
     if (name.isEmpty() || name != name.trimmed())
-        add(QStringLiteral("%1 needs a %2 that does not begin or end with a blank")
+        add(Text::tr("%1 needs a %2 that does not begin or end with a blank")
                 .arg(element, QLatin1String(attribute)));
     else if (earlier.contains(name))
-        add(QStringLiteral("there is a %1 \"%2\" already").arg(element, name));
+        add(Text::tr("there is a %1 \"%2\" already").arg(element, name));
     earlier.insert(name);
 }
 
 void Check::refuseElement()
 {
-    add(QStringLiteral("%1 has no place here").arg(m_xml.name().toString()));
+    add(Text::tr("%1 has no place here").arg(m_xml.name().toString()));
     m_xml.skipCurrentElement();
 }
 

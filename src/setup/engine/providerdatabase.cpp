@@ -3,6 +3,8 @@
 
 #include "providerdatabase.h"
 
+#include "translate.h"
+
 #include <QFile>
 #include <QXmlStreamReader>
 
@@ -60,16 +62,15 @@ Outcome ProviderDatabase::damaged(const QString &path, QString why)
     if (why.endsWith(QLatin1Char('.'))) // some of Qt's own texts are sentences
         why.chop(1);
     return Outcome::failed(
-        ExitCode::Database,
-        QStringLiteral("The provider database %1 cannot be used: %2.").arg(path, why),
-        QStringLiteral("Install kestra-setup completely, or give another file with --providers."));
+        ExitCode::Database, Text::tr("The provider database %1 cannot be used: %2.").arg(path, why),
+        Text::tr("Install kestra-setup completely, or give another file with --providers."));
 }
 
 std::optional<Outcome> ProviderDatabase::check(const QString &path)
 {
     QFile file(path);
     if (!file.exists())
-        return damaged(path, QStringLiteral("there is no such file"));
+        return damaged(path, Text::tr("there is no such file"));
     if (!file.open(QIODevice::ReadOnly))
         return damaged(path, file.errorString());
     QXmlStreamReader xml(&file);
@@ -77,7 +78,7 @@ std::optional<Outcome> ProviderDatabase::check(const QString &path)
         xml.readNext();
     if (xml.hasError())
         return damaged(path,
-                       QStringLiteral("line %1, column %2: %3")
+                       Text::tr("line %1, column %2: %3")
                            .arg(xml.lineNumber())
                            .arg(xml.columnNumber())
                            .arg(xml.errorString()));

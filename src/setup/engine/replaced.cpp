@@ -9,6 +9,7 @@
 #include "question.h"
 #include "session.h"
 #include "text.h"
+#include "translate.h"
 
 #include <kestra/connection/dnsmanager.h>
 
@@ -26,8 +27,8 @@ void tellOfEntries(Session &session, const QString &path, const QByteArray &ours
     if (lines.isEmpty())
         return;
     session.frontend.note(
-        QStringLiteral("%1 has entries of its own, which are replaced (kestra-setup undo brings "
-                       "them back):")
+        Text::tr("%1 has entries of its own, which are replaced (kestra-setup undo brings "
+                 "them back):")
             .arg(path));
     for (const QString &line : lines)
         session.frontend.note(QStringLiteral("    ") + shown(line));
@@ -39,14 +40,14 @@ QString concernOfOthers()
     const QFileInfo resolver(resolverFile());
     const QString owner = ownerOfResolver(resolverFile());
     if (!owner.isEmpty())
-        return QStringLiteral("%1 is the file of %2, which may write it again.")
+        return Text::tr("%1 is the file of %2, which may write it again.")
             .arg(resolverFile(), owner);
     if (resolver.isSymLink())
-        return QStringLiteral("%1 is a link to %2: another program may change it.")
+        return Text::tr("%1 is a link to %2: another program may change it.")
             .arg(resolverFile(), resolver.symLinkTarget());
     if (resolver.exists() && !DNS_Manager().isFileCorrect())
-        return QStringLiteral("%1 holds more than name servers, or is the file of another program, "
-                              "which may write it again.")
+        return Text::tr("%1 holds more than name servers, or is the file of another program, "
+                        "which may write it again.")
             .arg(resolverFile());
     return QString();
 }
@@ -59,25 +60,24 @@ std::optional<Outcome> askForNameServers(Session &session)
     session.frontend.note(concern);
     if (session.settings.unattended) // --no-dns would have left it alone
         return std::nullopt;
-    session.frontend.explain(QStringLiteral(
+    session.frontend.explain(Text::tr(
         "With no, the name servers stay as they are; most providers announce theirs when the "
         "connection comes up."));
     const auto ask = [&] {
         return session.frontend.askText(
-            QStringLiteral("Write the name servers there all the same (yes or no)"));
+            Text::tr("Write the name servers there all the same (yes or no)"));
     };
     const auto fault = [](const QString &answer) -> std::optional<Outcome> {
         if (yesOrNo(answer))
             return std::nullopt;
-        return Outcome::failed(ExitCode::Usage, QStringLiteral("Please answer yes or no."),
-                               QStringLiteral("Or use --no-dns."));
+        return Outcome::failed(ExitCode::Usage, Text::tr("Please answer yes or no."),
+                               Text::tr("Or use --no-dns."));
     };
-    const auto answer =
-        answerTo(session,
-                 {ask, fault,
-                  Outcome::failed(ExitCode::Usage,
-                                  QStringLiteral("Nobody said what to do with the name servers."),
-                                  QStringLiteral("Answer when asked, or use --no-dns."))});
+    const auto answer = answerTo(
+        session,
+        {ask, fault,
+         Outcome::failed(ExitCode::Usage, Text::tr("Nobody said what to do with the name servers."),
+                         Text::tr("Answer when asked, or use --no-dns."))});
     if (std::holds_alternative<Outcome>(answer))
         return std::get<Outcome>(answer);
     session.leavesNameServers = !*yesOrNo(std::get<QString>(answer));

@@ -8,6 +8,7 @@
 #include "runlock.h"
 #include "session.h"
 #include "stages.h"
+#include "translate.h"
 
 #include <algorithm>
 #include <exception>
@@ -32,21 +33,30 @@ struct Stage
 };
 
 constexpr Stage stages[] = {
-    {"check what the set-up needs", ~0U, checkSystem, Stage::AsksFirst},
-    {"choose the provider", Goal::Connection | Goal::NameServers, chooseProvider, Stage::AsksLater},
-    {"take user name and password", Goal::Connection, takeLogin, Stage::AsksLater},
-    {"find the modem", Goal::Driver | Goal::Connection, detectModem, Stage::AsksFirst},
-    {"check what the driver needs", Goal::Driver, checkDriver, Stage::AsksFirst},
-    {"unpack the driver", Goal::Driver, extractDriver, Stage::Acts},
-    {"patch the driver", Goal::Driver, patchDriver, Stage::Acts},
-    {"compile the driver", Goal::Driver, compileDriver, Stage::Acts},
-    {"back up the installed driver", Goal::Driver, backupDriver, Stage::Acts},
-    {"install the driver", Goal::Driver, installDriver, Stage::Acts | Stage::EndsThePrevious},
-    {"install packages", Goal::Packages, installPackages, Stage::Acts},
-    {"write the connection", Goal::Connection, writeConnection, Stage::Acts},
-    {"link the connection into the run levels", Goal::Boot, linkBoot, Stage::Acts},
-    {"set the name servers", Goal::NameServers, setNameServers, Stage::Acts},
-    {"start the connection", Goal::Start, startConnection, Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "check what the set-up needs"), ~0U, checkSystem, Stage::AsksFirst},
+    {QT_TRANSLATE_NOOP("Setup", "choose the provider"), Goal::Connection | Goal::NameServers,
+     chooseProvider, Stage::AsksLater},
+    {QT_TRANSLATE_NOOP("Setup", "take user name and password"), Goal::Connection, takeLogin,
+     Stage::AsksLater},
+    {QT_TRANSLATE_NOOP("Setup", "find the modem"), Goal::Driver | Goal::Connection, detectModem,
+     Stage::AsksFirst},
+    {QT_TRANSLATE_NOOP("Setup", "check what the driver needs"), Goal::Driver, checkDriver,
+     Stage::AsksFirst},
+    {QT_TRANSLATE_NOOP("Setup", "unpack the driver"), Goal::Driver, extractDriver, Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "patch the driver"), Goal::Driver, patchDriver, Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "compile the driver"), Goal::Driver, compileDriver, Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "back up the installed driver"), Goal::Driver, backupDriver,
+     Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "install the driver"), Goal::Driver, installDriver,
+     Stage::Acts | Stage::EndsThePrevious},
+    {QT_TRANSLATE_NOOP("Setup", "install packages"), Goal::Packages, installPackages, Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "write the connection"), Goal::Connection, writeConnection,
+     Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "link the connection into the run levels"), Goal::Boot, linkBoot,
+     Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "set the name servers"), Goal::NameServers, setNameServers,
+     Stage::Acts},
+    {QT_TRANSLATE_NOOP("Setup", "start the connection"), Goal::Start, startConnection, Stage::Acts},
 };
 
 bool acts(const Stage &stage) { return stage.nature & Stage::Acts; }
@@ -74,7 +84,7 @@ QStringList titles(std::vector<Stage>::const_iterator begin, std::vector<Stage>:
 {
     QStringList list;
     for (auto stage = begin; stage != end; ++stage)
-        list.append(QString::fromLatin1(stage->title));
+        list.append(Text::tr(stage->title));
     return list;
 }
 
@@ -85,15 +95,15 @@ Outcome takeAgreement(Session &session, const QStringList &steps)
         return *problem;
     if (!session.wasAnswered)
         return Outcome::done();
-    session.frontend.explain(QStringLiteral(
+    session.frontend.explain(Text::tr(
         "Nothing has been changed so far. kestra-setup undo takes back what is done from now on."));
     const auto isAgreed = session.frontend.agree(summaryOf(session, steps));
     if (session.cancellation.isRequested())
         return Outcome::interrupted();
     if (isAgreed.value_or(false))
         return Outcome::done();
-    return Outcome::failed(ExitCode::Interrupted, QStringLiteral("The set-up was not begun."),
-                           QStringLiteral("Start it again to give other answers."));
+    return Outcome::failed(ExitCode::Interrupted, Text::tr("The set-up was not begun."),
+                           Text::tr("Start it again to give other answers."));
 }
 
 struct Achievement
@@ -104,13 +114,15 @@ struct Achievement
 };
 
 constexpr Achievement achievements[] = {
-    {Goal::Connection, 0, "The connection is set up."},
-    {Goal::Driver, Goal::Connection, "The driver is installed."},
-    {Goal::Packages, Goal::Connection, "The packages are installed."},
-    {Goal::Boot, Goal::Connection, "The connection will be started at boot."},
-    {Goal::NameServers, Goal::Connection, "The name servers are set."},
-    {Goal::Start, 0, "It is up."},
-    {Goal::InitScript, Goal::Start, "\"/etc/init.d/kestrad start\" starts it now."},
+    {Goal::Connection, 0, QT_TRANSLATE_NOOP("Setup", "The connection is set up.")},
+    {Goal::Driver, Goal::Connection, QT_TRANSLATE_NOOP("Setup", "The driver is installed.")},
+    {Goal::Packages, Goal::Connection, QT_TRANSLATE_NOOP("Setup", "The packages are installed.")},
+    {Goal::Boot, Goal::Connection,
+     QT_TRANSLATE_NOOP("Setup", "The connection will be started at boot.")},
+    {Goal::NameServers, Goal::Connection, QT_TRANSLATE_NOOP("Setup", "The name servers are set.")},
+    {Goal::Start, 0, QT_TRANSLATE_NOOP("Setup", "It is up.")},
+    {Goal::InitScript, Goal::Start,
+     QT_TRANSLATE_NOOP("Setup", "\"/etc/init.d/kestrad start\" starts it now.")},
 };
 
 QStringList achieved(const Session &session)
@@ -121,7 +133,7 @@ QStringList achieved(const Session &session)
     QStringList sentences;
     for (const Achievement &achievement : achievements) {
         if (settings.wants(achievement.goals) && !settings.wants(achievement.others))
-            sentences.append(QString::fromLatin1(achievement.sentence));
+            sentences.append(Text::tr(achievement.sentence));
     }
     return sentences;
 }
@@ -132,15 +144,15 @@ Outcome runStage(const Stage &stage, Session &session)
         if (!(stage.nature & Stage::EndsThePrevious))
             return Outcome::interrupted();
         session.frontend.note(
-            QStringLiteral("Interrupted: stopping after this stage, or there would be no driver."));
+            Text::tr("Interrupted: stopping after this stage, or there would be no driver."));
     }
     try {
         return stage.run(session);
     } catch (const std::exception &error) {
         return Outcome::failed(
             ExitCode::Internal,
-            QStringLiteral("An internal error: %1.").arg(QString::fromLocal8Bit(error.what())),
-            QStringLiteral("Start it again; if that does not help, report it."));
+            Text::tr("An internal error: %1.").arg(QString::fromLocal8Bit(error.what())),
+            Text::tr("Start it again; if that does not help, report it."));
     }
 }
 
@@ -152,7 +164,7 @@ Result goThroughStages(const Settings &settings, Frontend &frontend,
     const std::vector<Stage> wanted = wantedStages(settings);
     bool isAgreed = false;
     for (std::size_t i = 0; i < wanted.size() && result.code() == ExitCode::Success; ++i) {
-        const QString title = QString::fromLatin1(wanted[i].title);
+        const QString title = Text::tr(wanted[i].title);
         if (acts(wanted[i]) && !isAgreed) {
             const Outcome agreement =
                 takeAgreement(session, titles(wanted.cbegin() + long(i), wanted.cend()));
@@ -172,8 +184,8 @@ Result goThroughStages(const Settings &settings, Frontend &frontend,
             result = {outcome, title, session.toolLines(), {}, {}};
     }
     if (!session.store.finish() && session.store.fault().isEmpty())
-        frontend.note(QStringLiteral("What was changed could not be noted in %1, so kestra-setup "
-                                     "undo will need --force for some of it.")
+        frontend.note(Text::tr("What was changed could not be noted in %1, so kestra-setup "
+                               "undo will need --force for some of it.")
                           .arg(Store::directory()));
     if (result.code() == ExitCode::Success)
         result.achieved = achieved(session);

@@ -6,6 +6,7 @@
 #include "ownership.h"
 #include "processes.h"
 #include "text.h"
+#include "translate.h"
 
 #include <kestra/foundation/lockfile.h>
 
@@ -20,17 +21,16 @@ Outcome unsafe(const QString &part)
 {
     return Outcome::failed(
         ExitCode::Precondition,
-        QStringLiteral("%1 can be changed by others than root, so no lock would be safe there.")
+        Text::tr("%1 can be changed by others than root, so no lock would be safe there.")
             .arg(part),
-        QStringLiteral("See who made it, then start again."));
+        Text::tr("See who made it, then start again."));
 }
 
 Outcome impossible()
 {
     return Outcome::failed(
-        ExitCode::Precondition,
-        QStringLiteral("The lock file %1 cannot be opened.").arg(RunLock::path()),
-        QStringLiteral("See what is in its place or whether the disk is full, then start again."));
+        ExitCode::Precondition, Text::tr("The lock file %1 cannot be opened.").arg(RunLock::path()),
+        Text::tr("See what is in its place or whether the disk is full, then start again."));
 }
 
 Outcome busy(const std::optional<Process> &holder)
@@ -39,9 +39,8 @@ Outcome busy(const std::optional<Process> &holder)
     const QString who = holder && holder->pid > 0
         ? QStringLiteral(": ") + printable(holder->description())
         : QString();
-    return Outcome::failed(ExitCode::Running,
-                           QStringLiteral("Another set-up is running%1.").arg(who),
-                           QStringLiteral("Wait until it has ended, then start again."));
+    return Outcome::failed(ExitCode::Running, Text::tr("Another set-up is running%1.").arg(who),
+                           Text::tr("Wait until it has ended, then start again."));
 }
 
 bool isHeldByAnother(int error) { return error == EACCES || error == EAGAIN; }

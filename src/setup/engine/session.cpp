@@ -6,6 +6,7 @@
 #include "processes.h"
 #include "text.h"
 #include "toolwatch.h"
+#include "translate.h"
 
 #include <kestra/foundation/myprocess.h>
 #include <kestra/foundation/systeminfo.h>
@@ -58,12 +59,12 @@ void Session::changed(const QString &path, const QString &what)
 std::optional<Outcome> Session::storeFault(const QString &path) const
 {
     const QString cause = store.fault().isEmpty()
-        ? QStringLiteral("What is at %1 could not be kept in %2 for a later undo.")
+        ? Text::tr("What is at %1 could not be kept in %2 for a later undo.")
               .arg(path, Store::directory())
         : store.fault();
     return Outcome::failed(
         ExitCode::Precondition, cause,
-        QStringLiteral("See whether the disk is full or %1 can be written to, then start again.")
+        Text::tr("See whether the disk is full or %1 can be written to, then start again.")
             .arg(Store::directory()));
 }
 
@@ -153,7 +154,7 @@ std::optional<QString> Session::waitForTools()
     QElapsedTimer time;
     time.start();
     if (const auto tool = watch.running())
-        frontend.waiting(QStringLiteral("%1 to end").arg(tool->description()));
+        frontend.waiting(Text::tr("%1 to end").arg(tool->description()));
     // The tool's output must go on being read, or the tool would come to a halt.
     while (watch.running() && !time.hasExpired(toolTimeLimit))
         handleEvents(pollInterval);

@@ -4,6 +4,7 @@
 #include "summary.h"
 
 #include "session.h"
+#include "translate.h"
 
 namespace Setup {
 
@@ -11,20 +12,20 @@ namespace {
 
 QString modem(const Session &session)
 {
-    return QStringLiteral("%1 (driver %2, version %3)")
+    return Text::tr("%1 (driver %2, version %3)")
         .arg(session.modem.name, session.modem.driver, session.modem.driverVersion);
 }
 
 QString driver(const Session &session)
 {
-    return QStringLiteral("built from %1").arg(session.settings.driverBundle);
+    return Text::tr("built from %1").arg(session.settings.driverBundle);
 }
 
 QString packages(const Session &session)
 {
     if (!session.settings.packages.isEmpty())
         return session.settings.packages;
-    return QStringLiteral("what the connection needs");
+    return Text::tr("what the connection needs");
 }
 
 QString country(const Session &session) { return session.line.country; }
@@ -40,16 +41,16 @@ QString provider(const Session &session)
 
 QString user(const Session &session) { return session.user; }
 
-QString password(const Session &) { return QStringLiteral("not shown"); }
+QString password(const Session &) { return Text::tr("not shown"); }
 
-QString boot(const Session &) { return QStringLiteral("the connection is started"); }
+QString boot(const Session &) { return Text::tr("the connection is started"); }
 
 QString nameServers(const Session &session)
 {
     if (!session.settings.nameServers.isEmpty())
         return session.settings.nameServers;
     if (session.line.nameServers.isEmpty())
-        return QStringLiteral("those that the provider announces");
+        return Text::tr("those that the provider announces");
     return session.line.nameServers.join(QStringLiteral(", "));
 }
 
@@ -61,15 +62,15 @@ struct Row
 };
 
 constexpr Row rows[] = {
-    {"Modem", Goal::Driver | Goal::Connection, modem},
-    {"Driver", Goal::Driver, driver},
-    {"Packages", Goal::Packages, packages},
-    {"Country", Goal::Connection, country},
-    {"Provider", Goal::Connection, provider},
-    {"User name", Goal::Connection, user},
-    {"Password", Goal::Connection, password},
-    {"At boot", Goal::Boot, boot},
-    {"Name servers", Goal::NameServers, nameServers},
+    {QT_TRANSLATE_NOOP("Setup", "Modem"), Goal::Driver | Goal::Connection, modem},
+    {QT_TRANSLATE_NOOP("Setup", "Driver"), Goal::Driver, driver},
+    {QT_TRANSLATE_NOOP("Setup", "Packages"), Goal::Packages, packages},
+    {QT_TRANSLATE_NOOP("Setup", "Country"), Goal::Connection, country},
+    {QT_TRANSLATE_NOOP("Setup", "Provider"), Goal::Connection, provider},
+    {QT_TRANSLATE_NOOP("Setup", "User name"), Goal::Connection, user},
+    {QT_TRANSLATE_NOOP("Setup", "Password"), Goal::Connection, password},
+    {QT_TRANSLATE_NOOP("Setup", "At boot"), Goal::Boot, boot},
+    {QT_TRANSLATE_NOOP("Setup", "Name servers"), Goal::NameServers, nameServers},
 };
 
 }
@@ -79,7 +80,7 @@ Summary summaryOf(const Session &session, const QStringList &steps)
     Summary summary;
     for (const Row &row : rows) {
         if (session.settings.wants(row.goals))
-            summary.answers.append({QString::fromLatin1(row.what), row.value(session)});
+            summary.answers.append({Text::tr(row.what), row.value(session)});
     }
     summary.steps = steps;
     return summary;

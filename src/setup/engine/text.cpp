@@ -3,6 +3,8 @@
 
 #include "text.h"
 
+#include "translate.h"
+
 #include <QRegularExpression>
 #include <QVector>
 
@@ -115,9 +117,13 @@ std::optional<bool> yesOrNo(const QString &answer)
 {
     if (answer.isEmpty())
         return std::nullopt;
-    if (QStringLiteral("yes").startsWith(answer, Qt::CaseInsensitive))
+    const auto begins = [&answer](const QString &word) {
+        return word.startsWith(answer, Qt::CaseInsensitive);
+    };
+    // English is understood in every language.
+    if (begins(QStringLiteral("yes")) || begins(Text::tr("yes")))
         return true;
-    if (QStringLiteral("no").startsWith(answer, Qt::CaseInsensitive))
+    if (begins(QStringLiteral("no")) || begins(Text::tr("no")))
         return false;
     return std::nullopt;
 }
@@ -137,7 +143,7 @@ QString suggestion(const QStringList &near)
 {
     if (near.isEmpty())
         return QString();
-    return QStringLiteral("Near matches: %1.").arg(near.join(QStringLiteral(", ")));
+    return Text::tr("Near matches: %1.").arg(near.join(QStringLiteral(", ")));
 }
 
 }

@@ -3,6 +3,8 @@
 
 #include "excerpt.h"
 
+#include "engine/translate.h"
+
 #include <QFile>
 
 #include <cerrno>
@@ -25,14 +27,14 @@ Excerpt Excerpt::of(const QString &path, int limit, Part part, bool followsLinks
         ::open(QFile::encodeName(path).constData(),
                O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | (followsLinks ? 0 : O_NOFOLLOW));
     if (descriptor < 0) {
-        excerpt.fault = errno == ELOOP ? QStringLiteral("it is a link") : qt_error_string(errno);
+        excerpt.fault = errno == ELOOP ? Text::tr("it is a link") : qt_error_string(errno);
         return excerpt;
     }
     struct stat status;
     QFile file;
     file.open(descriptor, QIODevice::ReadOnly, QFile::AutoCloseHandle);
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-        excerpt.fault = QStringLiteral("it is no regular file");
+        excerpt.fault = Text::tr("it is no regular file");
         return excerpt;
     }
     if (part == End && status.st_size > limit) {

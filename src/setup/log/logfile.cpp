@@ -5,6 +5,7 @@
 
 #include "engine/ownership.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "secrets.h"
 
 #include <QCoreApplication>
@@ -24,7 +25,7 @@ namespace {
 
 QString cannotBeWritten(const QString &why)
 {
-    return QStringLiteral("The log %1 cannot be written: %2.").arg(LogFile::path(), why);
+    return Text::tr("The log %1 cannot be written: %2.").arg(LogFile::path(), why);
 }
 
 QString timeStamp()
@@ -92,9 +93,9 @@ QString LogFile::openFile()
         O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600);
     struct stat status;
     if (m_descriptor < 0 || ::fstat(m_descriptor, &status) != 0)
-        return errno == ELOOP ? QStringLiteral("it is a link") : qt_error_string(errno);
+        return errno == ELOOP ? Text::tr("it is a link") : qt_error_string(errno);
     if (!S_ISREG(status.st_mode) || status.st_nlink != 1 || status.st_uid != 0)
-        return QStringLiteral("it is no regular file that only root has");
+        return Text::tr("it is no regular file that only root has");
     return ::fchmod(m_descriptor, 0600) == 0 ? QString() : qt_error_string(errno);
 }
 
@@ -107,7 +108,7 @@ QString LogFile::open(bool mayRotate)
         m_fault = cannotBeWritten(qt_error_string(errno));
     else if (partOfOthers(directory()) || !isOurDirectory(directory()))
         m_fault = cannotBeWritten(
-            QStringLiteral("%1 is no directory that only root can write to").arg(directory()));
+            Text::tr("%1 is no directory that only root can write to").arg(directory()));
     if (!m_fault.isEmpty())
         return m_fault;
     if (mayRotate)

@@ -4,6 +4,7 @@
 #include "changes.h"
 
 #include "engine/text.h"
+#include "engine/translate.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -195,10 +196,10 @@ bool isOurs(const QByteArray &path)
 QString typeName(const Entry &entry)
 {
     if (entry.isDirectory())
-        return QStringLiteral("directory");
+        return Text::tr("directory");
     if (entry.isLink())
-        return QStringLiteral("link");
-    return entry.isFile() ? QStringLiteral("file") : QStringLiteral("special file");
+        return Text::tr("link", "in the file system");
+    return entry.isFile() ? Text::tr("file") : Text::tr("special file");
 }
 
 QString transition(const QString &before, const QString &after)
@@ -218,15 +219,15 @@ QStringList remarks(const Entry &before, const Entry &after)
     if (old.type() != now.type() || !now.isFile())
         result.append(transition(typeName(old), typeName(now)));
     if (now.isLink() || old.isLink())
-        result.append(QStringLiteral("to ")
+        result.append(Text::tr("to ")
                       + transition(old.isLink() ? textFromBytes(old.target()) : QString(),
                                    now.isLink() ? textFromBytes(now.target()) : QString()));
     if (!after.exists())
         return result;
     if (!now.isLink() && (isNew || old.mode() != now.mode()))
-        result.append(QStringLiteral("mode ") + transition(octal(old.mode()), octal(now.mode())));
+        result.append(Text::tr("mode ") + transition(octal(old.mode()), octal(now.mode())));
     if (old.owner() != now.owner() || (isNew && now.owner() != QLatin1String("0:0")))
-        result.append(QStringLiteral("owner ") + transition(old.owner(), now.owner()));
+        result.append(Text::tr("owner ") + transition(old.owner(), now.owner()));
     return result;
 }
 
@@ -334,8 +335,8 @@ Description describe(const FileChange &change, const PasswordMask &mask)
     if (isAboutContent) {
         const auto tellSize = [&] {
             if (before.isFile() && after.isFile())
-                return QStringLiteral("%1 -> %2 bytes").arg(before.size()).arg(after.size());
-            return QStringLiteral("%1 bytes").arg(qMax(before.size(), after.size()));
+                return Text::tr("%1 -> %2 bytes").arg(before.size()).arg(after.size());
+            return Text::tr("%1 bytes").arg(qMax(before.size(), after.size()));
         };
         // A key that a package makes for itself is not for the screen.
         const bool isPublic =
@@ -350,8 +351,8 @@ Description describe(const FileChange &change, const PasswordMask &mask)
                 unifiedDiff(result.path, before, after, mask.applied(old), mask.applied(now));
             if (result.diff.isEmpty())
                 notes.append(before.size() + after.size() == 0
-                                 ? QStringLiteral("empty")
-                                 : QStringLiteral("only the password changes"));
+                                 ? Text::tr("empty")
+                                 : Text::tr("only the password changes"));
         }
     }
     result.remark = notes.join(QStringLiteral(", "));

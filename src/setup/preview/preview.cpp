@@ -5,6 +5,7 @@
 
 #include "commands/command.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "options.h"
 #include "report.h"
 #include "scratchsystem.h"
@@ -23,8 +24,8 @@ namespace {
 std::optional<Outcome> hindrance(ScratchSystem &system)
 {
     if (::geteuid() != 0)
-        return Outcome::failed(ExitCode::NotRoot, QStringLiteral("This program must run as root."),
-                               QStringLiteral("Start it with sudo, or from a root shell."));
+        return Outcome::failed(ExitCode::NotRoot, Text::tr("This program must run as root."),
+                               Text::tr("Start it with sudo, or from a root shell."));
     return system.prepare();
 }
 
@@ -69,7 +70,9 @@ int runPreview(const Options &options, const QStringList &arguments)
     if (const auto problem = hindrance(system))
         return giveUp(options, *problem);
     if (!options.json) {
-        puts("This is a preview. What follows happens on a copy of the system.\n");
+        puts(Text::tr("This is a preview. What follows happens on a copy of the system.\n")
+                 .toLocal8Bit()
+                 .constData());
         fflush(stdout);
     }
     QByteArray output;
@@ -77,14 +80,17 @@ int runPreview(const Options &options, const QStringList &arguments)
     if (!code)
         return giveUp(options,
                       Outcome::failed(ExitCode::Precondition,
-                                      QStringLiteral("The preview could not be run to its end."),
-                                      QStringLiteral("See above what stood in the way.")));
+                                      Text::tr("The preview could not be run to its end."),
+                                      Text::tr("See above what stood in the way.")));
     const Report report = makeReport(system.layers(), system.calls());
     const QByteArray text = options.json ? inJson(report, *code, output) : inLines(report);
     fwrite(text.constData(), 1, text.size(), stdout);
     if (fflush(stdout) == 0)
         return *code;
-    fputs("kestra-setup: The preview could not be written to standard output.\n", stderr);
+    fputs(Text::tr("kestra-setup: The preview could not be written to standard output.\n")
+              .toLocal8Bit()
+              .constData(),
+          stderr);
     return int(ExitCode::Internal);
 }
 

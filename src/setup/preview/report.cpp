@@ -4,6 +4,7 @@
 #include "report.h"
 
 #include "engine/text.h"
+#include "engine/translate.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>
@@ -24,14 +25,14 @@ struct Group
 
 // What the tools and the set-up keep for themselves. The store has the files as they were before.
 constexpr Group groups[] = {
-    {"/var/lib/kestra(/.*)?", "the store for undo"},
+    {"/var/lib/kestra(/.*)?", QT_TRANSLATE_NOOP("Setup", "the store for undo")},
     {"/var/lib/(dpkg|apt|rpm|zypp)(/.*)?|/usr/lib/sysimage/rpm(/.*)?|/var/cache(/.*)?",
-     "the package database and caches"},
-    {"/opt/kestra/logs(/.*)?|/var/log(/.*)?", "the logs"},
-    {"/etc/ld\\.so\\.cache", "the linker cache"},
-    {"(/usr)?/lib/modules/[^/]+/modules\\..*", "the module index"},
-    {"/run(/.*)?", "the run-time files"},
-    {"/dev(/.*)?|/proc(/.*)?|/sys(/.*)?", "the devices"},
+     QT_TRANSLATE_NOOP("Setup", "the package database and caches")},
+    {"/opt/kestra/logs(/.*)?|/var/log(/.*)?", QT_TRANSLATE_NOOP("Setup", "the logs")},
+    {"/etc/ld\\.so\\.cache", QT_TRANSLATE_NOOP("Setup", "the linker cache")},
+    {"(/usr)?/lib/modules/[^/]+/modules\\..*", QT_TRANSLATE_NOOP("Setup", "the module index")},
+    {"/run(/.*)?", QT_TRANSLATE_NOOP("Setup", "the run-time files")},
+    {"/dev(/.*)?|/proc(/.*)?|/sys(/.*)?", QT_TRANSLATE_NOOP("Setup", "the devices")},
 };
 
 QString groupOf(const QByteArray &path)
@@ -45,7 +46,9 @@ QString groupOf(const QByteArray &path)
     return QString();
 }
 
-constexpr const char *kinds[] = {"added", "removed", "changed"};
+constexpr const char *kinds[] = {QT_TRANSLATE_NOOP("Setup", "added"),
+                                 QT_TRANSLATE_NOOP("Setup", "removed"),
+                                 QT_TRANSLATE_NOOP("Setup", "changed")};
 
 QStringList shortened(const QString &diff)
 {
@@ -59,7 +62,7 @@ QStringList shortened(const QString &diff)
         const bool isLong = end - begin > longestRun;
         result += lines.mid(begin, isLong ? shortenedRun : end - begin);
         if (isLong)
-            result.append(QStringLiteral("%1... %2 more lines")
+            result.append(Text::tr("%1... %2 more lines")
                               .arg(lines[begin].at(0))
                               .arg(end - begin - shortenedRun));
         begin = end;
@@ -71,15 +74,11 @@ QStringList changeLines(const Description &change)
 {
     const QString remark =
         change.remark.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(change.remark);
-    return QStringList {QString::fromLatin1(kinds[change.kind]).leftJustified(9) + change.path
-                        + remark}
+    return QStringList {Text::tr(kinds[change.kind]).leftJustified(9) + change.path + remark}
     + shortened(change.diff);
 }
 
-QString version(const QString &version)
-{
-    return version.isEmpty() ? QStringLiteral("none") : version;
-}
+QString version(const QString &version) { return version.isEmpty() ? Text::tr("none") : version; }
 
 }
 
@@ -91,8 +90,9 @@ Report makeReport(const QVector<Layer> &layers, const QVector<ProgramCall> &call
     report.packages = findPackages(changes);
     const QSet<QByteArray> packageFiles = findPackageFiles(changes, report.packages);
     for (const FileChange &change : changes) {
-        const QString group = packageFiles.contains(change.path) ? QStringLiteral("these packages")
-                                                                 : groupOf(change.path);
+        const QString group = packageFiles.contains(change.path)
+            ? QLatin1String(QT_TRANSLATE_NOOP("Setup", "these packages"))
+            : groupOf(change.path);
         if (group.isEmpty())
             report.changes.append(describe(change, mask));
         else
@@ -105,26 +105,25 @@ Report makeReport(const QVector<Layer> &layers, const QVector<ProgramCall> &call
 
 QStringList reportLines(const Report &report)
 {
-    QStringList lines = {QString(), QStringLiteral("What this would change:")};
+    QStringList lines = {QString(), Text::tr("What this would change:")};
     if (report.changes.isEmpty() && report.besides.isEmpty())
-        lines.append(QStringLiteral("nothing"));
+        lines.append(Text::tr("nothing"));
     for (const Description &change : report.changes)
         lines += changeLines(change);
     for (const PackageChange &package : report.packages)
-        lines.append(QStringLiteral("package  %1: %2 -> %3")
+        lines.append(Text::tr("package  %1: %2 -> %3")
                          .arg(package.name, version(package.before), version(package.after)));
     for (auto group = report.besides.cbegin(); group != report.besides.cend(); ++group)
-        lines.append(QStringLiteral("besides  %1 %2 of %3")
+        lines.append(Text::tr("besides  %1 %2 of %3")
                          .arg(group.value())
-                         .arg(group.value() == 1 ? QStringLiteral("file") : QStringLiteral("files"),
-                              group.key()));
-    lines << QString() << QStringLiteral("Programs:");
+                         .arg(group.value() == 1 ? Text::tr("file") : Text::tr("files"),
+                              Text::tr(group.key().toLatin1().constData())));
+    lines << QString() << Text::tr("Programs:");
     if (report.calls.isEmpty())
-        lines.append(QStringLiteral("none"));
+        lines.append(Text::tr("none"));
     for (const ProgramCall &call : report.calls)
-        lines.append((call.wasRun ? QStringLiteral("run      ") : QStringLiteral("not run  "))
-                     + call.line);
-    lines << QString() << QStringLiteral("This was a preview: nothing was changed.");
+        lines.append((call.wasRun ? Text::tr("run      ") : Text::tr("not run  ")) + call.line);
+    lines << QString() << Text::tr("This was a preview: nothing was changed.");
     return lines;
 }
 

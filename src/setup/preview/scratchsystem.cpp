@@ -3,6 +3,8 @@
 
 #include "scratchsystem.h"
 
+#include "engine/translate.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -74,23 +76,23 @@ QString ScratchSystem::privateDirectory() { return place; }
 std::optional<Outcome> ScratchSystem::prepare()
 {
     if (!QFileInfo(sandboxProgram()).isExecutable())
-        return impossible(QStringLiteral("The program %1 is missing, which a preview runs in.")
-                              .arg(sandboxProgram()),
-                          QStringLiteral("Install kestra-setup completely."));
+        return impossible(
+            Text::tr("The program %1 is missing, which a preview runs in.").arg(sandboxProgram()),
+            Text::tr("Install kestra-setup completely."));
     if (!BusProxy::isInstalled())
-        return impossible(QStringLiteral("A preview needs the program xdg-dbus-proxy, so that "
-                                         "nothing can be changed over the message bus."),
-                          QStringLiteral("Install the package xdg-dbus-proxy."));
+        return impossible(Text::tr("A preview needs the program xdg-dbus-proxy, so that "
+                                   "nothing can be changed over the message bus."),
+                          Text::tr("Install the package xdg-dbus-proxy."));
     const bool isPrivate = ::unshare(CLONE_NEWNS) == 0
         && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0
         && ::mount("tmpfs", QFile::encodeName(mountPoint).constData(), "tmpfs", 0, "mode=700") == 0;
     if (!isPrivate || !hasLayers())
-        return impossible(QStringLiteral("A preview puts layers over the file systems, which "
-                                         "cannot be done here, as in most containers."),
-                          QStringLiteral("Use it on the machine itself."));
+        return impossible(Text::tr("A preview puts layers over the file systems, which "
+                                   "cannot be done here, as in most containers."),
+                          Text::tr("Use it on the machine itself."));
     if (!QDir().mkpath(shared) || !m_bus.start(shared + QStringLiteral("/bus")))
-        return impossible(QStringLiteral("The program xdg-dbus-proxy did not start."),
-                          QStringLiteral("See what it has said."));
+        return impossible(Text::tr("The program xdg-dbus-proxy did not start."),
+                          Text::tr("See what it has said."));
     return std::nullopt;
 }
 

@@ -4,6 +4,7 @@
 #include "archive.h"
 
 #include "engine/text.h"
+#include "engine/translate.h"
 
 #include <QDir>
 #include <QFile>
@@ -29,11 +30,11 @@ Outcome failed(const QString &cause, const QString &nextStep)
 Outcome notWritten(const QString &path, int error)
 {
     if (error == EEXIST)
-        return failed(QStringLiteral("%1 exists already.").arg(path),
-                      QStringLiteral("Give another name with --output."));
+        return failed(Text::tr("%1 exists already.").arg(path),
+                      Text::tr("Give another name with --output."));
     return failed(
-        QStringLiteral("The report %1 cannot be written: %2.").arg(path, qt_error_string(error)),
-        QStringLiteral("Give another place with --output."));
+        Text::tr("The report %1 cannot be written: %2.").arg(path, qt_error_string(error)),
+        Text::tr("Give another place with --output."));
 }
 
 bool layOut(const QString &directory, const QVector<Member> &members)
@@ -78,8 +79,8 @@ Outcome writeArchive(const QString &path, const QString &name, const QVector<Mem
 {
     const QTemporaryDir directory(QStringLiteral("/tmp/kestra-setup-XXXXXX"));
     if (!directory.isValid() || !layOut(directory.filePath(name), members))
-        return failed(QStringLiteral("The report could not be put together in /tmp."),
-                      QStringLiteral("See whether the disk is full, then start again."));
+        return failed(Text::tr("The report could not be put together in /tmp."),
+                      Text::tr("See whether the disk is full, then start again."));
     QProcess tar;
     tar.start(QStringLiteral("tar"),
               {QStringLiteral("--owner=0"), QStringLiteral("--group=0"),
@@ -89,9 +90,9 @@ Outcome writeArchive(const QString &path, const QString &name, const QVector<Mem
     if (!tar.waitForFinished(timeLimit) || tar.exitStatus() != QProcess::NormalExit
         || tar.exitCode() != 0) {
         const QString said = textFromBytes(tar.readAllStandardError().split('\n').constFirst());
-        return failed(QStringLiteral("tar could not pack the report: %1.")
+        return failed(Text::tr("tar could not pack the report: %1.")
                           .arg(printable(said.isEmpty() ? tar.errorString() : said)),
-                      QStringLiteral("See whether the packages tar and gzip are installed."));
+                      Text::tr("See whether the packages tar and gzip are installed."));
     }
     return writeNew(path, tar.readAllStandardOutput());
 }

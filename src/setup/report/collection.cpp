@@ -3,6 +3,7 @@
 
 #include "collection.h"
 
+#include "engine/translate.h"
 #include "log/excerpt.h"
 
 #include <QDir>
@@ -46,8 +47,8 @@ bool Collection::mayAdd(const QString &what, bool mayHoldSecrets)
     if (!mayHoldSecrets || m_unread.isEmpty())
         return true;
     leaveOut(what,
-             QStringLiteral("user names and passwords could not be masked in it, as %1 cannot be "
-                            "read")
+             Text::tr("user names and passwords could not be masked in it, as %1 cannot be "
+                      "read")
                  .arg(m_unread.constFirst()));
     return false;
 }
@@ -62,8 +63,8 @@ void Collection::addExcerpt(const QString &path, Kind kind)
     }
     if (!file.isWhole)
         leaveOut(path,
-                 (kind == Log ? QStringLiteral("all but its last %1 bytes")
-                              : QStringLiteral("all but its first %1 bytes"))
+                 (kind == Log ? Text::tr("all but its last %1 bytes")
+                              : Text::tr("all but its first %1 bytes"))
                      .arg(file.bytes.size()));
     const QFileInfo info(path);
     add(QStringLiteral("files%1/%2").arg(info.path(), m_mask.applied(info.fileName())),
@@ -81,8 +82,7 @@ void Collection::addFilesOf(const QString &directory, Kind kind)
     const QFileInfo info(directory);
     if (!info.isDir() || !info.isReadable()) {
         leaveOut(directory,
-                 info.exists() ? QStringLiteral("it cannot be read")
-                               : QStringLiteral("it does not exist"));
+                 info.exists() ? Text::tr("it cannot be read") : Text::tr("it does not exist"));
         return;
     }
     const QStringList names =
@@ -90,7 +90,7 @@ void Collection::addFilesOf(const QString &directory, Kind kind)
     if (names.isEmpty() || !mayAdd(directory, kind != Harmless))
         return;
     if (names.size() > mostFiles)
-        leaveOut(directory, QStringLiteral("all but %1 of its files").arg(mostFiles));
+        leaveOut(directory, Text::tr("all but %1 of its files").arg(mostFiles));
     for (const QString &name : names.mid(0, mostFiles))
         addExcerpt(directory + QLatin1Char('/') + name, kind);
 }

@@ -4,6 +4,7 @@
 #include "tool.h"
 
 #include "engine/text.h"
+#include "engine/translate.h"
 
 #include <QElapsedTimer>
 #include <QProcess>
@@ -34,11 +35,11 @@ QString readAll(QProcess &process, QByteArray &bytes)
     while (process.state() != QProcess::NotRunning) {
         const int left = timeLimit - int(time.elapsed());
         if (left <= 0)
-            return QStringLiteral("it was stopped after %1 seconds").arg(timeLimit / 1000);
+            return Text::tr("it was stopped after %1 seconds").arg(timeLimit / 1000);
         process.waitForReadyRead(left);
         bytes += process.readAll();
         if (bytes.size() > sizeLimit)
-            return QStringLiteral("all but its first %1 bytes").arg(sizeLimit);
+            return Text::tr("all but its first %1 bytes").arg(sizeLimit);
     }
     bytes += process.readAll();
     return QString();
@@ -50,7 +51,7 @@ ToolOutput outputOf(const QString &program, const QStringList &arguments)
 {
     const QString path = pathOf(program);
     if (path.isEmpty())
-        return {{}, QStringLiteral("%1 is not installed").arg(program)};
+        return {{}, Text::tr("%1 is not installed").arg(program)};
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
@@ -68,9 +69,9 @@ ToolOutput outputOf(const QString &program, const QStringList &arguments)
         output.bytes.truncate(output.bytes.lastIndexOf('\n') + 1);
     } else if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
         const QByteArray line = output.bytes.left(output.bytes.indexOf('\n'));
-        output.fault = QStringLiteral("%1 failed: %2")
+        output.fault = Text::tr("%1 failed: %2")
                            .arg(program,
-                                line.isEmpty() ? QStringLiteral("no reason was given")
+                                line.isEmpty() ? Text::tr("no reason was given")
                                                : printable(textFromBytes(line)));
         output.bytes.clear();
     }

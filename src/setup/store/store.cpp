@@ -4,6 +4,7 @@
 #include "store.h"
 
 #include "engine/ownership.h"
+#include "engine/translate.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -79,15 +80,14 @@ void Store::read()
     if (!file.exists())
         return;
     if (!isOurDirectory(directory())) {
-        m_fault =
-            QStringLiteral("%1 is no directory that only root can write to.").arg(directory());
+        m_fault = Text::tr("%1 is no directory that only root can write to.").arg(directory());
         return;
     }
     const QJsonDocument document =
         file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()) : QJsonDocument();
     const QJsonObject root = document.object();
     if (root.value(QStringLiteral("version")).toInt() != formatVersion) {
-        m_fault = QStringLiteral("%1 cannot be read.").arg(indexFile());
+        m_fault = Text::tr("%1 cannot be read.").arg(indexFile());
         return;
     }
     for (const QJsonValue &value : root.value(QStringLiteral("items")).toArray()) {

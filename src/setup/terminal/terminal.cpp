@@ -5,6 +5,7 @@
 
 #include "engine/processes.h"
 #include "engine/text.h"
+#include "engine/translate.h"
 #include "interrupt.h"
 #include "width.h"
 
@@ -88,11 +89,10 @@ QString Terminal::openLog(const QString &path)
     const bool isUnreadPipe = descriptor < 0 && errno == ENXIO;
     if (isUnreadPipe || (isOpen && !S_ISREG(status.st_mode))) {
         ::close(descriptor);
-        return QStringLiteral("The log %1 is no regular file.").arg(path);
+        return Text::tr("The log %1 is no regular file.").arg(path);
     }
     if (!isOpen || ::ftruncate(descriptor, 0) != 0)
-        return QStringLiteral("The log %1 cannot be written: %2.")
-            .arg(path, qt_error_string(errno));
+        return Text::tr("The log %1 cannot be written: %2.").arg(path, qt_error_string(errno));
     m_log.open(descriptor, QIODevice::WriteOnly | QIODevice::Unbuffered, QFile::AutoCloseHandle);
     return QString();
 }
@@ -199,12 +199,12 @@ void Terminal::tellOfInterrupt()
     if (m_interruptsTold == wanted)
         return;
     const QVector<Process> tools = runningChildren();
-    QString text = QStringLiteral("Interrupted: stopping as soon as this stage can end.");
+    QString text = Text::tr("Interrupted: stopping as soon as this stage can end.");
     if (!tools.isEmpty())
         text = (m_interruptsTold == 0
-                    ? QStringLiteral("Interrupted: stopping as soon as %1 has ended.")
-                    : QStringLiteral("Interrupted again: %1 still runs, and is not broken off in "
-                                     "the midst of what it does."))
+                    ? Text::tr("Interrupted: stopping as soon as %1 has ended.")
+                    : Text::tr("Interrupted again: %1 still runs, and is not broken off in "
+                               "the midst of what it does."))
                    .arg(tools.first().description());
     m_interruptsTold = wanted;
     breakStageLine();
@@ -232,17 +232,16 @@ void Terminal::stageEnded(const Outcome &outcome)
     QString remark = QStringLiteral(" (%1)").arg(elapsed());
     switch (outcome.kind) {
     case Outcome::Done:
-        word = QStringLiteral("done");
+        word = Text::tr("done");
         colour = Colour::Good;
         break;
     case Outcome::Skipped:
-        word = QStringLiteral("skipped");
+        word = Text::tr("skipped");
         colour = Colour::Plain;
         remark.clear();
         break;
     case Outcome::Failed:
-        word = outcome.code == ExitCode::Interrupted ? QStringLiteral("interrupted")
-                                                     : QStringLiteral("FAILED");
+        word = outcome.code == ExitCode::Interrupted ? Text::tr("interrupted") : Text::tr("FAILED");
         break;
     }
     if (outcome.kind != Outcome::Failed && !outcome.sentence.isEmpty())
@@ -269,10 +268,7 @@ void Terminal::reminder(const QString &text)
     m_reminders.append(text);
 }
 
-void Terminal::waiting(const QString &forWhat)
-{
-    note(QStringLiteral("Waiting for %1").arg(forWhat));
-}
+void Terminal::waiting(const QString &forWhat) { note(Text::tr("Waiting for %1").arg(forWhat)); }
 
 void Terminal::toolLine(const QString &line)
 {
@@ -299,8 +295,8 @@ void Terminal::report(const Result &result)
     const bool isSuccess = result.code() == ExitCode::Success;
     if (!result.changes.isEmpty()) {
         writeLine(QString());
-        writeLine(isSuccess ? QStringLiteral("What was written:")
-                            : QStringLiteral("What was written until then:"),
+        writeLine(isSuccess ? Text::tr("What was written:")
+                            : Text::tr("What was written until then:"),
                   Colour::Heading);
         for (const Change &change : result.changes)
             writeLine(QStringLiteral("  %1  (%2)").arg(change.path, change.what));
@@ -319,9 +315,9 @@ void Terminal::report(const Result &result)
     for (const QString &line : result.toolLines)
         writeErrorLine(QStringLiteral("    | ") + line);
     if (!result.changes.isEmpty())
-        writeErrorLine(QStringLiteral("kestra-setup undo makes everything as it was before."));
+        writeErrorLine(Text::tr("kestra-setup undo makes everything as it was before."));
     else if (result.code() == ExitCode::Interrupted)
-        writeErrorLine(QStringLiteral("Nothing was changed."));
+        writeErrorLine(Text::tr("Nothing was changed."));
 }
 
 // --- Questions ---
@@ -335,8 +331,8 @@ void Terminal::beginQuestion()
     m_stateBeforeQuestion = m_state;
     m_state = Asking;
     if (Input::isTerminal() && !m_helpOffered)
-        write(QStringLiteral("A question mark as an answer explains the question; Ctrl-C ends the "
-                             "set-up.\n"));
+        write(Text::tr("A question mark as an answer explains the question; Ctrl-C ends the "
+                       "set-up.\n"));
     m_helpOffered = true;
 }
 
@@ -367,8 +363,8 @@ void Terminal::explain(const QString &help) { m_help = help; }
 
 void Terminal::showHelp()
 {
-    const QString keys = QStringLiteral("The Tab key completes what is typed, where there is "
-                                        "something to choose from. Ctrl-C ends the set-up.");
+    const QString keys = Text::tr("The Tab key completes what is typed, where there is "
+                                  "something to choose from. Ctrl-C ends the set-up.");
     const std::lock_guard<std::mutex> lock(m_mutex);
     for (const QString &line : wrapped(joined({m_help, keys}), width() - 1))
         write(printable(line) + QLatin1Char('\n'));
@@ -424,8 +420,8 @@ std::optional<QString> Terminal::choose(const QString &question, const QStringLi
             return answer;
         beginQuestion();
         offered = offer(matches, answer, names, isAnswered && answer.isEmpty());
-        const auto next = ask(offered.isEmpty() ? question + QLatin1String(", or a part of it")
-                                                : question + QLatin1String(", or its number"),
+        const auto next = ask(offered.isEmpty() ? question + Text::tr(", or a part of it")
+                                                : question + Text::tr(", or its number"),
                               completionTo(names));
         if (!next)
             return std::nullopt;
@@ -439,10 +435,10 @@ QStringList Terminal::offer(const QStringList &matches, const QString &answer,
 {
     QString sentence;
     if (matches.isEmpty())
-        sentence = joined({QStringLiteral("Nothing matches \"%1\".").arg(answer),
+        sentence = joined({Text::tr("Nothing matches \"%1\".").arg(answer),
                            suggestion(nearMatches(names, answer))});
     else if (matches.size() > longestList && !isLongListWanted)
-        sentence = QStringLiteral("%1 to choose from; the Enter key alone lists all %2.")
+        sentence = Text::tr("%1 to choose from; the Enter key alone lists all %2.")
                        .arg(matches.size())
                        .arg(names.size());
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -480,12 +476,12 @@ std::optional<bool> Terminal::agree(const Summary &summary)
         return true;
     showSummary(summary);
     for (;;) {
-        const auto answer = askText(QStringLiteral("Go on (yes or no)"));
+        const auto answer = askText(Text::tr("Go on (yes or no)"));
         if (!answer)
             return std::nullopt;
         if (const auto decision = yesOrNo(*answer))
             return decision;
-        refuse(QStringLiteral("Please answer yes or no."));
+        refuse(Text::tr("Please answer yes or no."));
     }
 }
 
@@ -496,7 +492,7 @@ void Terminal::showSummary(const Summary &summary)
     for (const Summary::Answer &answer : summary.answers)
         widest = std::max(widest, columnsOf(answer.what) + 2);
     writeLine(QString());
-    writeLine(QStringLiteral("What will be done with these answers:"), Colour::Heading);
+    writeLine(Text::tr("What will be done with these answers:"), Colour::Heading);
     for (const Summary::Answer &answer : summary.answers)
         writeLine(QStringLiteral("  ") + padded(answer.what, widest) + answer.value);
     writeLine(QString());
