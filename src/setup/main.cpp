@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "engine/translate.h"
+#include "language.h"
 #include "options.h"
 #include "preview/preview.h"
 
@@ -22,7 +24,7 @@ int end(FILE *stream, const QString &text, ExitCode code)
 
 int usageError(const QString &sentence)
 {
-    return end(stderr, QStringLiteral("kestra-setup: %1 See kestra-setup --help.\n").arg(sentence),
+    return end(stderr, Text::tr("kestra-setup: %1 See kestra-setup --help.\n").arg(sentence),
                ExitCode::Usage);
 }
 
@@ -35,6 +37,8 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("kestra-setup"));
     QCoreApplication::setApplicationVersion(QStringLiteral(KESTRA_VERSION));
+
+    speakLanguageOfUser(application);
 
     const Options options = parseOptions(QCoreApplication::arguments());
     if (!options.error.isEmpty())

@@ -124,7 +124,7 @@ bool addToZypper(Session &session, const Disc &disc)
     Zypper zypper(nullptr);
     if (PackageSystem(session).addDisc(mountPoint) < 0)
         zypper.addRepo(mountPoint,
-                       disc.label.isEmpty() ? Text::tr("Installation disc") : disc.label);
+                       disc.label.isEmpty() ? QStringLiteral("Installation disc") : disc.label);
     const QByteArray repository = repositoryOf(mountPoint);
     static const QRegularExpression alias(QStringLiteral("^\\[(.*)\\]$"),
                                           QRegularExpression::MultilineOption);
