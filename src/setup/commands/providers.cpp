@@ -81,9 +81,13 @@ Answer listServices(ProviderDatabase &database, const QString &wanted)
 Answer validate(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return failed(ProviderDatabase::damaged(path, file.errorString()));
+    if (const auto problem = ProviderDatabase::open(file))
+        return failed(*problem);
     const QVector<ProviderFault> faults = checkProviders(file);
+    if (faults.isEmpty()) { // but it may be more than a set-up takes
+        if (const auto problem = ProviderDatabase::check(path))
+            return failed(*problem);
+    }
     Answer answer;
     QJsonArray array;
     for (const ProviderFault &fault : faults) {

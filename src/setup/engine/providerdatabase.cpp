@@ -5,12 +5,19 @@
 
 #include "translate.h"
 
-#include <QFile>
+#include <QFileInfo>
 #include <QXmlStreamReader>
 
 namespace Setup {
 
 namespace {
+
+// More than any real database needs. The library holds all of it at once, and looks from its
+// beginning for every name.
+constexpr qint64 largestFile = 8 << 20;
+constexpr int mostCountries = 1000;
+constexpr int mostServices = 2000; // of one country
+constexpr int deepestNesting = 32;
 
 struct Protocol
 {
@@ -31,6 +38,43 @@ QString usualEncapsulation(const QString &protocol)
     }
     return QString();
 }
+
+/** What the library would read for ages, or not survive. */
+class Extent
+{
+public:
+    /** Returns what is too much, or nothing. */
+    QString take(const QXmlStreamReader &xml)
+    {
+        if (xml.isDTD() && !xml.entityDeclarations().isEmpty())
+            return Text::tr("it declares entities");
+        if (xml.isEndElement())
+            --m_depth;
+        return xml.isStartElement() ? begin(xml) : QString();
+    }
+
+private:
+    QString begin(const QXmlStreamReader &xml)
+    {
+        if (xml.name() == QLatin1String("country")) {
+            ++m_countries;
+            m_services = 0;
+        } else if (xml.name() == QLatin1String("service")) {
+            ++m_services;
+        }
+        if (++m_depth > deepestNesting)
+            return Text::tr("its elements are nested more than %1 deep").arg(deepestNesting);
+        if (m_countries > mostCountries)
+            return Text::tr("it has more than %1 countries").arg(mostCountries);
+        if (m_services > mostServices)
+            return Text::tr("it has more than %1 services of one country").arg(mostServices);
+        return QString();
+    }
+
+    int m_depth = 0;
+    int m_countries = 0;
+    int m_services = 0;
+};
 
 /** Reads the element that the library leaves alone. */
 ProviderDatabase::Encapsulations readEncapsulations(const QString &path)
@@ -66,16 +110,35 @@ Outcome ProviderDatabase::damaged(const QString &path, QString why)
         Text::tr("Install kestra-setup completely, or give another file with --providers."));
 }
 
+/** A pipe or a device might never end, and everything is read more than once. */
+std::optional<Outcome> ProviderDatabase::open(QFile &file)
+{
+    const QString path = file.fileName();
+    const QFileInfo info(path);
+    if (!info.exists())
+        return damaged(path, Text::tr("there is no such file"));
+    if (!info.isFile())
+        return damaged(path, Text::tr("it is no regular file"));
+    if (info.size() > largestFile)
+        return damaged(path, Text::tr("it is larger than %1 MiB").arg(largestFile >> 20));
+    if (!file.open(QIODevice::ReadOnly))
+        return damaged(path, file.errorString());
+    return std::nullopt;
+}
+
 std::optional<Outcome> ProviderDatabase::check(const QString &path)
 {
     QFile file(path);
-    if (!file.exists())
-        return damaged(path, Text::tr("there is no such file"));
-    if (!file.open(QIODevice::ReadOnly))
-        return damaged(path, file.errorString());
+    if (const auto problem = open(file))
+        return problem;
     QXmlStreamReader xml(&file);
-    while (!xml.atEnd())
+    Extent extent;
+    while (!xml.atEnd()) {
         xml.readNext();
+        const QString excess = extent.take(xml);
+        if (!excess.isEmpty())
+            return damaged(path, excess);
+    }
     if (xml.hasError())
         return damaged(path,
                        Text::tr("line %1, column %2: %3")

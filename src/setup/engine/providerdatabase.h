@@ -9,6 +9,7 @@
 
 #include <kestra/connection/serviceparser.h>
 
+#include <QFile>
 #include <QHash>
 #include <QPair>
 
@@ -21,6 +22,9 @@ namespace Setup {
 class ProviderDatabase
 {
 public:
+    /** Opens a file to read a database from, or says why it is none. */
+    static std::optional<Outcome> open(QFile &file);
+
     /** Says what is wrong with the file; the library would only find no countries in it. */
     static std::optional<Outcome> check(const QString &path);
 
