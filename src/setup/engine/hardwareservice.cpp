@@ -27,14 +27,24 @@ QDBusPendingCall asyncCall(const QString &path, const QString &interface, const 
     return QDBusConnection::systemBus().asyncCall(message, timeout);
 }
 
+QString withoutStop(QString text)
+{
+    while (text.endsWith(QLatin1Char('.')))
+        text.chop(1);
+    return text;
+}
+
 HardwareService::Problem problemOf(const QDBusMessage &answer)
 {
     if (QDBusError(answer).type() == QDBusError::ServiceUnknown)
         return {Text::tr("The hardware service (%1) is not there.").arg(service),
                 Text::tr("Install the package kestra-hald")};
-    QString why = answer.errorMessage();
-    while (why.endsWith(QLatin1Char('.')))
-        why.chop(1);
+    const QDBusConnection bus = QDBusConnection::systemBus();
+    if (!bus.isConnected())
+        return {Text::tr("The system message bus cannot be reached: %1.")
+                    .arg(withoutStop(bus.lastError().message())),
+                Text::tr("Start the service dbus")};
+    const QString why = withoutStop(answer.errorMessage());
     return {Text::tr("The hardware service (%1) does not start or does not answer: %2.")
                 .arg(service, why),
             Text::tr("See what \"journalctl -u kestra-hald\" shows")};
