@@ -93,12 +93,16 @@ bool removePackages(Store &store, Answer &answer)
     return store.forgetPackages();
 }
 
-void indexModules(const QStringList &releases, Answer &answer)
+/** Returns the kernels whose list of modules could not be made anew. */
+QStringList indexModules(const QStringList &releases, Answer &answer)
 {
+    QStringList outdated;
     for (const QString &release : releases) {
-        if (QFileInfo::exists(moduleTree(release) + QStringLiteral("/modules.dep")))
-            runTool(QStringLiteral("depmod"), {release}, answer);
+        if (QFileInfo::exists(moduleTree(release) + QStringLiteral("/modules.dep"))
+            && !runTool(QStringLiteral("depmod"), {release}, answer))
+            outdated.append(release);
     }
+    return outdated;
 }
 
 /** What the library saves besides what the store keeps, and what it writes for a report. */
@@ -131,7 +135,7 @@ QSet<QString> pathsOf(const Store &store, Part part)
     return paths;
 }
 
-Outcome outcomeOf(const Undone &undone, bool areAllPackagesGone)
+Outcome outcomeOf(const Undone &undone, bool areAllPackagesGone, const QStringList &outdated)
 {
     if (!undone.failed.isEmpty() || !areAllPackagesGone)
         return Outcome::failed(ExitCode::Undo, Text::tr("Not everything could be undone."),
@@ -145,6 +149,12 @@ Outcome outcomeOf(const Undone &undone, bool areAllPackagesGone)
     if (!undone.edited.isEmpty())
         return Outcome::failed(ExitCode::Undo, Text::tr("Not everything was undone."),
                                Text::tr("Use --force for what was changed after the set-up, too."));
+    if (!outdated.isEmpty())
+        return Outcome::failed(
+            ExitCode::Undo,
+            Text::tr("The earlier driver is back, but the list of the modules is not up to "
+                     "date."),
+            Text::tr("Run: depmod %1").arg(outdated.join(QStringLiteral("; depmod "))));
     return Outcome::done();
 }
 
@@ -193,11 +203,12 @@ Answer undo(const Options &options, const QVector<Part> &parts)
         parts.contains(Part::Driver) ? pathsOf(store, Part::Driver) : QSet<QString>();
     const Undone undone = store.undo(parts, options.force);
     tell(undone, answer);
-    indexModules(releases, answer);
     if (!driverFiles.isEmpty())
         tidyUp(driverFiles, undone, answer);
     const bool areAllPackagesGone = !removesPackages || removePackages(store, answer);
-    answer.outcome = outcomeOf(undone, areAllPackagesGone);
+    // Last, as it may take long: whoever ends it has all the rest behind him.
+    const QStringList outdated = indexModules(releases, answer);
+    answer.outcome = outcomeOf(undone, areAllPackagesGone, outdated);
     if (answer.lines.isEmpty() && undone.isNoted)
         answer.lines.append(nothingToUndo());
     tellOfPackages(store, options, parts, answer);
