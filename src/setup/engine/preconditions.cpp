@@ -14,9 +14,11 @@
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <cerrno>
 #include <unistd.h>
 
 namespace Setup {
@@ -193,12 +195,17 @@ Problem checkRunLevels(Session &session)
     return std::nullopt;
 }
 
-Problem checkWritable(Session &)
+Problem checkWritable(Session &session)
 {
-    if (::access("/etc", W_OK) == 0)
-        return std::nullopt;
-    return missing(Text::tr("/etc cannot be written to: %1.").arg(qt_error_string()),
-                   Text::tr("Mount the file system for writing."));
+    QStringList places(QStringLiteral("/etc"));
+    if (buildsDriver(session))
+        places.append(moduleTree(session.kernelRelease));
+    for (const QString &place : qAsConst(places)) {
+        if (::access(QFile::encodeName(place).constData(), W_OK) != 0 && errno != ENOENT)
+            return missing(Text::tr("%1 cannot be written to: %2.").arg(place, qt_error_string()),
+                           Text::tr("Mount the file system for writing."));
+    }
+    return std::nullopt;
 }
 
 // What needs no other answer first. Root comes first: the rest would fail in odder ways without.
