@@ -228,6 +228,8 @@ bool Store::rememberTree(Part part, const QString &path, QString *culprit)
     }
     const FileState before = stateOfTree(path);
     entries.removeFirst();
+    if (culprit)
+        *culprit = path;
     if (!remember(part, entries, culprit))
         return false;
     if (culprit)
