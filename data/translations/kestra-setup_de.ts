@@ -1758,8 +1758,8 @@ Ausgelassen:
         <translation>--no-boot benutzen.</translation>
     </message>
     <message>
-        <source>/etc cannot be written to: %1.</source>
-        <translation>In /etc lässt sich nicht schreiben: %1.</translation>
+        <source>%1 cannot be written to: %2.</source>
+        <translation>In %1 lässt sich nicht schreiben: %2.</translation>
     </message>
     <message>
         <source>Mount the file system for writing.</source>
@@ -2805,6 +2805,42 @@ Exit-Codes:
     <message>
         <source>The command &quot;%1&quot; must come before all options.</source>
         <translation>Der Befehl „%1“ muss vor allen Optionen stehen.</translation>
+    </message>
+    <message>
+        <source>it declares entities</source>
+        <translation>sie deklariert Entitäten</translation>
+    </message>
+    <message>
+        <source>its elements are nested more than %1 deep</source>
+        <translation>ihre Elemente sind tiefer als %1 Ebenen verschachtelt</translation>
+    </message>
+    <message>
+        <source>it has more than %1 countries</source>
+        <translation>sie hat mehr als %1 Länder</translation>
+    </message>
+    <message>
+        <source>it has more than %1 services of one country</source>
+        <translation>sie hat mehr als %1 Dienste eines Landes</translation>
+    </message>
+    <message>
+        <source>it is no regular file</source>
+        <translation>sie ist keine gewöhnliche Datei</translation>
+    </message>
+    <message>
+        <source>it is larger than %1 MiB</source>
+        <translation>sie ist größer als %1 MiB</translation>
+    </message>
+    <message>
+        <source>Start the service dbus</source>
+        <translation>Den Dienst dbus starten</translation>
+    </message>
+    <message>
+        <source>The earlier driver is back, but the list of the modules is not up to date.</source>
+        <translation>Der frühere Treiber ist wieder da, doch die Liste der Module ist nicht auf dem neuesten Stand.</translation>
+    </message>
+    <message>
+        <source>Run: depmod %1</source>
+        <translation>Ausführen: depmod %1</translation>
     </message>
 </context>
 </TS>
