@@ -23,10 +23,6 @@ bool isForPrograms()
     return true;
 }
 
-/** A locale that is not installed can only show ASCII, and English is better than question marks.
- */
-bool canBeShown(const QString &text) { return QString::fromLocal8Bit(text.toLocal8Bit()) == text; }
-
 bool isEnglish(const QString &language)
 {
     const auto spoken = QLocale(language).language();
@@ -52,7 +48,7 @@ QString directoryOfQt()
 
 void speakLanguageOfUser(QCoreApplication &application)
 {
-    if (isForPrograms() || !canBeShown(QStringLiteral("\u00e4\u00f6\u00fc\u00df\u201e\u201c")))
+    if (isForPrograms())
         return;
     for (QString language : QLocale::system().uiLanguages()) {
         if (isEnglish(language))

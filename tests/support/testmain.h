@@ -11,7 +11,8 @@
 
 namespace KestraTest {
 
-/** Ends the program with exit code 2, and says why, unless it runs in scripts/sandbox. */
+/** Ends the program with exit code 2, and says why, unless it runs in scripts/sandbox. Programs
+ * that are tested speak English from now on. */
 void requireSandbox();
 
 }
