@@ -278,16 +278,12 @@
         <translation>Die Änderungen ließen sich nicht in %1 vermerken.</translation>
     </message>
     <message>
-        <source>is no IPv4 address and was not asked</source>
-        <translation>ist keine IPv4-Adresse und wurde nicht gefragt</translation>
+        <source>%1 answers.</source>
+        <translation>%1 antwortet.</translation>
     </message>
     <message>
-        <source>answers</source>
-        <translation>antwortet</translation>
-    </message>
-    <message>
-        <source>does not answer</source>
-        <translation>antwortet nicht</translation>
+        <source>%1 does not answer.</source>
+        <translation>%1 antwortet nicht.</translation>
     </message>
     <message>
         <source>%1 is a link to %2.</source>

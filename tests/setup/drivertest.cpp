@@ -708,7 +708,7 @@ void DriverTest::interruptedWhileBackingUp()
     Machine::start(process, Machine::arguments());
     QVERIFY(Machine::waitForOutput(process, output, "Waiting for a modem"));
     m_machine.plugIn();
-    QTRY_VERIFY_WITH_TIMEOUT(exists(backup), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(exists(backup), 60000); // it writes a quarter of a gigabyte
     QCOMPARE(::kill(pid_t(process.processId()), SIGINT), 0);
     const SetupResult result = Machine::finish(process, output);
     QVERIFY2(result.output.contains("] back up the installed driver ... done ("),

@@ -49,18 +49,19 @@ QByteArray outputOf(const QString &command)
     return process.readAllStandardOutput();
 }
 
-/** The top-level directories where somebody builds or works meanwhile. */
+/** Where somebody builds or works meanwhile: whole top-level directories, if they are not shared.
+ */
 QString placesOfWork()
 {
-    QStringList places = {"proc"_s, "sys"_s, "dev"_s, "root"_s, "home"_s};
+    QStringList places = {"/proc"_s, "/sys"_s, "/dev"_s, "/root"_s, "/home"_s};
     for (const char *directory : {KESTRA_SOURCE_DIRECTORY, KESTRA_BINARY_DIRECTORY}) {
-        const QString top = QString::fromLocal8Bit(directory).section(QLatin1Char('/'), 1, 1);
-        if (top != "tmp"_s && top != "var"_s && top != "usr"_s)
-            places.append(top);
+        const QString path = QString::fromLocal8Bit(directory);
+        const QString top = path.section(QLatin1Char('/'), 0, 1);
+        places.append(top == "/tmp"_s || top == "/var"_s || top == "/usr"_s ? path : top);
     }
     QStringList conditions;
     for (const QString &place : places)
-        conditions.append("-path /"_s + place);
+        conditions.append("-path "_s + place);
     return conditions.join(" -o "_s);
 }
 

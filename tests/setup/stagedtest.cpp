@@ -356,7 +356,7 @@ void StagedTest::nameServersAreChecked()
                         "program.\n"
                         "127.0.83.2 does not answer.\n"
                         "127.0.83.1 answers.\n"
-                        "2001:db8::1 is no IPv4 address and was not asked.\n"));
+                        "2001:db8::1 does not answer.\n"));
 }
 
 void StagedTest::noNameServers()

@@ -10,19 +10,23 @@
 
 #include <kestra/connection/dnsmanager.h>
 
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QRandomGenerator>
+#include <QtEndian>
 
-#include <arpa/inet.h>
-#include <arpa/nameser.h>
+#include <memory>
 #include <netdb.h>
-#include <resolv.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace Setup {
 
 namespace {
 
-constexpr int answerTimeout = 2; // s
+constexpr int answerTimeout = 2000; // ms
 
 QStringList serversInFile()
 {
@@ -35,34 +39,73 @@ QStringList serversInFile()
     return servers;
 }
 
-/** Asks for what every name server knows: where the names begin. */
-bool answers(const QString &server)
+struct Socket
 {
-    struct __res_state state = {};
-    if (::res_ninit(&state) != 0)
-        return false;
-    state.retrans = answerTimeout;
-    state.retry = 1;
-    state.nscount = 1;
-    state.nsaddr_list[0] = {};
-    state.nsaddr_list[0].sin_family = AF_INET;
-    state.nsaddr_list[0].sin_port = htons(NAMESERVER_PORT);
-    unsigned char answer[NS_PACKETSZ];
-    const bool isAddress =
-        ::inet_pton(AF_INET, server.toUtf8().constData(), &state.nsaddr_list[0].sin_addr) == 1;
-    const bool isAnswered =
-        isAddress && ::res_nquery(&state, ".", ns_c_in, ns_t_ns, answer, int(sizeof answer)) >= 0;
-    // Also a server that knows nothing is there and has answered.
-    const bool knowsNothing = isAddress && state.res_h_errno == NO_DATA;
-    ::res_nclose(&state);
-    return isAnswered || knowsNothing;
+    const int descriptor;
+
+    explicit Socket(int family) : descriptor(::socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0)) { }
+    ~Socket() { ::close(descriptor); }
+    Socket(const Socket &) = delete;
+    Socket &operator=(const Socket &) = delete;
+};
+
+/** A question that every name server understands: where do the names begin? */
+QByteArray questionFor(quint16 id)
+{
+    QByteArray question(2, '\0');
+    qToBigEndian(id, question.data());
+    return question
+        + QByteArray::fromHex("0100 0001 0000 0000 0000" // one, by way of others
+                              "00 0002 0001"); // the root, NS, IN
 }
 
-QString words(bool isAddressKnown, bool isAnswering)
+bool isAnswerTo(const QByteArray &question, const QByteArray &message)
 {
-    if (!isAddressKnown)
-        return Text::tr("is no IPv4 address and was not asked");
-    return isAnswering ? Text::tr("answers") : Text::tr("does not answer");
+    return message.size() >= 12 && message.startsWith(question.left(2)) && (message.at(2) & 0x80);
+}
+
+/** Any answer will do, also one that the server does not want to say. */
+bool isAnswered(const QByteArray &question, int socket)
+{
+    QElapsedTimer time;
+    time.start();
+    pollfd waiting = {socket, POLLIN, 0};
+    while (!time.hasExpired(answerTimeout)
+           && ::poll(&waiting, 1, int(answerTimeout - time.elapsed())) > 0) {
+        QByteArray message(512, '\0');
+        const ssize_t size = ::recv(socket, message.data(), std::size_t(message.size()), 0);
+        if (size < 0)
+            return false;
+        if (isAnswerTo(question, message.left(int(size))))
+            return true;
+    }
+    return false;
+}
+
+using Addresses = std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)>;
+
+Addresses addressesOf(const QString &server)
+{
+    addrinfo wish = {};
+    wish.ai_flags = AI_NUMERICHOST;
+    wish.ai_socktype = SOCK_DGRAM;
+    addrinfo *found = nullptr;
+    ::getaddrinfo(server.toUtf8().constData(), "53", &wish, &found);
+    return {found, ::freeaddrinfo};
+}
+
+bool answers(const QString &server)
+{
+    const Addresses address = addressesOf(server);
+    if (!address)
+        return false;
+    const Socket socket(address->ai_family);
+    const QByteArray question = questionFor(quint16(QRandomGenerator::global()->generate()));
+    return ::connect(socket.descriptor, address->ai_addr, address->ai_addrlen) == 0
+        && ::send(socket.descriptor, question.constData(), std::size_t(question.size()),
+                  MSG_NOSIGNAL)
+        == question.size()
+        && isAnswered(question, socket.descriptor);
 }
 
 }
@@ -86,11 +129,10 @@ Answer checkNameServers(const Options &)
     QJsonArray servers;
     bool isAnyAnswering = false;
     for (const QString &server : serversInFile()) {
-        in_addr address;
-        const bool isAddress = ::inet_pton(AF_INET, server.toUtf8().constData(), &address) == 1;
-        const bool isAnswering = isAddress && answers(server);
+        const bool isAnswering = answers(server);
         isAnyAnswering |= isAnswering;
-        answer.lines.append(QStringLiteral("%1 %2.").arg(server, words(isAddress, isAnswering)));
+        answer.lines.append(
+            (isAnswering ? Text::tr("%1 answers.") : Text::tr("%1 does not answer.")).arg(server));
         servers.append(QJsonObject {{QStringLiteral("address"), server},
                                     {QStringLiteral("answers"), isAnswering}});
     }
