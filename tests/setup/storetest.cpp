@@ -61,6 +61,8 @@ private Q_SLOTS:
     void entriesOfADirectory();
     void entriesAfterACutOff();
     void newFilesAreRemoved();
+    void addedNamesAreRemoved();
+    void timeComesBackWithTheContent();
     void packagesAreRemembered();
     void contentIsKeptOnce();
     void unchangedIsForgottenAtTheEnd();
@@ -339,6 +341,35 @@ void StoreTest::newFilesAreRemoved()
     QVERIFY(store.seal());
     QCOMPARE(Store().undo({Part::Driver}, false).restored, QStringList {file});
     QVERIFY(!exists(file));
+}
+
+/** Nobody was left to tell what has been added. */
+void StoreTest::addedNamesAreRemoved()
+{
+    writeFile(place + "/stays"_s, "x");
+    QVERIFY(Store().rememberNames(Part::Driver, place, place + "/index."_s));
+    writeFile(place + "/stays"_s, "y");
+    writeFile(place + "/a/b/new"_s, "z");
+    writeFile(place + "/index.of"_s, "others");
+    QCOMPARE(Store().undo({Part::Driver}, false).restored,
+             (QStringList {place + "/a/b/new"_s, place + "/a/b"_s, place + "/a"_s}));
+    QVERIFY(!exists(place + "/a"_s));
+    QCOMPARE(readFile(place + "/stays"_s), QByteArray("y"));
+    QVERIFY(exists(place + "/index.of"_s));
+}
+
+void StoreTest::timeComesBackWithTheContent()
+{
+    writeFile(file, "x");
+    const FileState before = FileState::of(file);
+    Store store;
+    QVERIFY(store.remember(Part::Driver, file));
+    remove(file);
+    writeFile(file, "x");
+    QVERIFY(!FileState::of(file).hasTimeOf(before));
+    QVERIFY(store.finish());
+    QVERIFY(FileState::of(file).hasTimeOf(before));
+    QVERIFY(Store().items().isEmpty());
 }
 
 void StoreTest::packagesAreRemembered()

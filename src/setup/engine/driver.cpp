@@ -402,21 +402,6 @@ bool isNewDriverInstalled(const Session &session)
     return false;
 }
 
-/** Whether it succeeded or not: what the installation has added is to go when it is undone. */
-void rememberAdded(Session &session)
-{
-    const QSet<QString> directories = moduleDirectoriesNow(session.kernelRelease);
-    QStringList added = (directories - session.directoriesBeforeInstallation).values();
-    added.sort(); // a directory before what is in it
-    const QString depmodFiles = moduleTree(session.kernelRelease) + QStringLiteral("/modules.");
-    for (const QString &path :
-         changedModules(session.kernelRelease, *session.treeBeforeInstallation)) {
-        if (!session.treeBeforeInstallation->contains(path) && !path.startsWith(depmodFiles))
-            added.append(path);
-    }
-    session.store.rememberNew(Part::Driver, added);
-}
-
 }
 
 Outcome checkDriver(Session &session)
@@ -555,7 +540,6 @@ Outcome backupDriver(Session &session)
     if (!uncopied.isEmpty())
         return notSaved(session, uncopied);
     session.treeBeforeInstallation = moduleTreeNow(session.kernelRelease);
-    session.directoriesBeforeInstallation = moduleDirectoriesNow(session.kernelRelease);
     if (installed.isEmpty())
         return Outcome::skipped(
             Text::tr("no %1 is installed").arg(session.driver.compiledDriverName));
@@ -564,6 +548,13 @@ Outcome backupDriver(Session &session)
 
 Outcome installDriver(Session &session)
 {
+    // Whether it succeeds or not: what the installation adds is to go when it is undone.
+    if (const auto problem = session.rememberNames(Part::Driver, moduleTree(session.kernelRelease),
+                                                   moduleTree(session.kernelRelease)
+                                                       + QStringLiteral("/modules."))) {
+        restoreModules(session);
+        return *problem;
+    }
     const int codeOfLibrary = session.compiler->installDriver();
     if (const auto tool = session.waitForTools())
         return Outcome::failed(
@@ -575,7 +566,6 @@ Outcome installDriver(Session &session)
         for (const QString &path :
              changedModules(session.kernelRelease, *session.treeBeforeInstallation))
             session.changed(path, Text::tr("installed with the driver"));
-        rememberAdded(session);
         return Outcome::done();
     }
 
@@ -584,7 +574,6 @@ Outcome installDriver(Session &session)
               .arg(session.driver.compiledDriverName, moduleTree(session.kernelRelease))
         : Text::tr("The driver could not be installed (make ended with code %1).").arg(code);
     const Damage damage = restoreModules(session);
-    rememberAdded(session);
     if (!damage.lost.isEmpty())
         return Outcome::failed(ExitCode::Restore, cause,
                                Text::tr("The earlier driver is not back. Copy it by hand: %1")

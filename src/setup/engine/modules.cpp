@@ -146,16 +146,6 @@ ModuleTree moduleTreeNow(const QString &kernelRelease)
     return tree;
 }
 
-QSet<QString> moduleDirectoriesNow(const QString &kernelRelease)
-{
-    QSet<QString> directories = {moduleTree(kernelRelease)};
-    QDirIterator entries(moduleTree(kernelRelease), QDir::Dirs | QDir::NoDotAndDotDot,
-                         QDirIterator::Subdirectories);
-    while (entries.hasNext())
-        directories.insert(entries.next());
-    return directories;
-}
-
 QStringList changedModules(const QString &kernelRelease, const ModuleTree &before)
 {
     const ModuleTree now = moduleTreeNow(kernelRelease);

@@ -26,9 +26,6 @@ QString backupPath(const QString &installedPath, const QString &kernelRelease);
 /** Returns time and size of everything in the module tree. */
 ModuleTree moduleTreeNow(const QString &kernelRelease);
 
-/** Returns all directories of the module tree. */
-QSet<QString> moduleDirectoriesNow(const QString &kernelRelease);
-
 /**
  * Copies to the backup what the installation may replace besides the driver: the other modules that
  * its tree has built, and what depmod writes.

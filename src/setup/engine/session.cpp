@@ -93,6 +93,14 @@ std::optional<Outcome> Session::rememberEntries(Part part, const QStringList &di
     return std::nullopt;
 }
 
+std::optional<Outcome> Session::rememberNames(Part part, const QString &directory,
+                                              const QString &others)
+{
+    if (!store.rememberNames(part, directory, others))
+        return storeFault(directory);
+    return std::nullopt;
+}
+
 bool Session::pause(int milliseconds)
 {
     QEventLoop loop;

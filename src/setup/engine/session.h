@@ -88,7 +88,6 @@ public:
     QStringList otherModules; ///< names of what the driver's tree has built besides the driver
     QVector<SavedModule> copiedFiles; ///< what else the installation may replace
     std::optional<ModuleTree> treeBeforeInstallation;
-    QSet<QString> directoriesBeforeInstallation; ///< of the module tree
 
     QVector<Change> changes;
     Store store;
@@ -104,6 +103,8 @@ public:
     std::optional<Outcome> remember(Part part, const QStringList &paths);
     std::optional<Outcome> rememberTree(Part part, const QString &path);
     std::optional<Outcome> rememberEntries(Part part, const QStringList &directories);
+    std::optional<Outcome> rememberNames(Part part, const QString &directory,
+                                         const QString &others);
 
     /** Lets events be handled for @p milliseconds. Returns false when the run is to stop. */
     bool pause(int milliseconds);

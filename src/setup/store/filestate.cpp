@@ -127,6 +127,11 @@ bool FileState::isSameAs(const FileState &other) const
             && target == other.target && checksum == other.checksum);
 }
 
+bool FileState::hasTimeOf(const FileState &other) const
+{
+    return seconds == other.seconds && nanoseconds == other.nanoseconds;
+}
+
 namespace {
 
 /**

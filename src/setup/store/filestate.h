@@ -33,6 +33,7 @@ struct FileState
 
     /** Whether somebody would see a difference; times are not looked at. */
     bool isSameAs(const FileState &other) const;
+    bool hasTimeOf(const FileState &other) const;
 
     /**
      * Makes @p path be this again, with everything that is recorded; an existing file or link is

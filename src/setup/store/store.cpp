@@ -60,6 +60,19 @@ QMap<QString, FileState> entriesOf(const QString &directory)
     return entries;
 }
 
+/** Sorted, so that a directory comes before what is in it. */
+QStringList pathsBelow(const QString &directory)
+{
+    QStringList paths;
+    QDirIterator all(directory,
+                     QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot,
+                     QDirIterator::Subdirectories);
+    while (all.hasNext())
+        paths.append(all.next());
+    paths.sort();
+    return paths;
+}
+
 }
 
 StoredItem::Condition StoredItem::condition() const
@@ -107,6 +120,15 @@ void Store::read()
         for (auto entry = entries.begin(); entry != entries.end(); ++entry)
             listing.entries.insert(entry.key(), FileState::fromJson(entry.value().toObject()));
     }
+    const QJsonObject names = root.value(QStringLiteral("names")).toObject();
+    for (auto i = names.begin(); i != names.end(); ++i) {
+        const QJsonObject json = i.value().toObject();
+        Names &below = m_names[i.key()];
+        below.part = partOf(json.value(QStringLiteral("part")).toString());
+        below.others = json.value(QStringLiteral("others")).toString();
+        for (const QJsonValue &path : json.value(QStringLiteral("paths")).toArray())
+            below.paths.append(path.toString());
+    }
     m_packageManager = root.value(QStringLiteral("package_manager")).toString();
     for (const QJsonValue &name : root.value(QStringLiteral("packages")).toArray())
         m_packages.append(name.toString());
@@ -131,10 +153,17 @@ bool Store::write()
                         QJsonObject {{QStringLiteral("part"), nameOf(i->part)},
                                      {QStringLiteral("entries"), entries}});
     }
+    QJsonObject names;
+    for (auto i = m_names.cbegin(); i != m_names.cend(); ++i)
+        names.insert(i.key(),
+                     QJsonObject {{QStringLiteral("part"), nameOf(i->part)},
+                                  {QStringLiteral("others"), i->others},
+                                  {QStringLiteral("paths"), QJsonArray::fromStringList(i->paths)}});
     const QJsonObject root = {
         {QStringLiteral("version"), formatVersion},
         {QStringLiteral("items"), items},
         {QStringLiteral("directories"), listings},
+        {QStringLiteral("names"), names},
         {QStringLiteral("package_manager"), m_packageManager},
         {QStringLiteral("packages"), QJsonArray::fromStringList(m_packages)},
     };
@@ -217,17 +246,10 @@ bool Store::rememberTree(Part part, const QString &path, QString *culprit)
         }
         return m_fault.isEmpty() && write();
     }
-    QStringList entries = {path}; // a directory before what is in it
-    if (FileState::of(path).kind == FileState::Directory) {
-        QDirIterator all(path,
-                         QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot,
-                         QDirIterator::Subdirectories);
-        while (all.hasNext())
-            entries.append(all.next());
-        entries.sort();
-    }
+    QStringList entries;
+    if (FileState::of(path).kind == FileState::Directory)
+        entries = pathsBelow(path);
     const FileState before = stateOfTree(path);
-    entries.removeFirst();
     if (culprit)
         *culprit = path;
     if (!remember(part, entries, culprit))
@@ -246,6 +268,14 @@ void Store::rememberNew(Part part, const QStringList &paths)
 {
     for (const QString &path : paths)
         add(part, path, FileState());
+}
+
+bool Store::rememberNames(Part part, const QString &directory, const QString &others)
+{
+    if (!m_fault.isEmpty())
+        return false;
+    m_names.insert(directory, {part, pathsBelow(directory), others});
+    return write();
 }
 
 bool Store::rememberEntries(Part part, const QString &directory)
@@ -278,6 +308,23 @@ void Store::settleListings()
         }
     }
     m_listings.clear();
+    settleNames();
+}
+
+void Store::settleNames()
+{
+    for (auto i = m_names.cbegin(); i != m_names.cend(); ++i) {
+        const QSet<QString> before(i->paths.begin(), i->paths.end());
+        const QStringList all = pathsBelow(i.key());
+        for (const QString &path : all) {
+            if (before.contains(path) || path.startsWith(i->others))
+                continue;
+            m_touched.insert(path);
+            if (!m_known.contains(path))
+                append({i->part, path, FileState(), FileState::of(path), false});
+        }
+    }
+    m_names.clear();
 }
 
 bool Store::rememberPackages(const QString &manager, const QStringList &names)
@@ -314,6 +361,8 @@ bool Store::finish()
     for (const StoredItem &item : std::as_const(m_items)) {
         if (item.condition() != StoredItem::AsBefore)
             changed.append(item);
+        else if (m_touched.contains(item.path))
+            putTimeBack(item);
     }
     m_items.clear();
     m_known.clear();
@@ -378,6 +427,14 @@ bool Store::isBelowTreeBeingFilled(const QString &path) const
     });
 }
 
+/** A stage that fails brings back what it has replaced, but not the time of it. */
+void Store::putTimeBack(const StoredItem &item) const
+{
+    const bool hasTime = item.before.kind == FileState::File || item.before.kind == FileState::Link;
+    if (hasTime && !item.isTree && !FileState::of(item.path).hasTimeOf(item.before))
+        undo(item);
+}
+
 bool Store::undo(const StoredItem &item) const
 {
     if (item.isTree && !removeTree(item.path))
@@ -398,7 +455,7 @@ Undone Store::undo(const QVector<Part> &parts, bool evenEdited)
         if (!parts.contains(item->part)) {
             left.append(*item);
         } else if (condition == StoredItem::AsBefore) {
-            continue;
+            putTimeBack(*item);
         } else if (condition != StoredItem::AsLeft && !evenEdited) {
             left.append(*item);
             undone.edited.append(item->path);

@@ -89,6 +89,14 @@ public:
     /** These were not there before and have been made. On disk with the next seal(). */
     void rememberNew(Part part, const QStringList &paths);
 
+    /**
+     * Anything may be added below @p directory, until seal(), by tools that nobody may be left to
+     * watch. What is there already is not kept, only its name.
+     *
+     * @param others what begins with this is made by other programs, too
+     */
+    bool rememberNames(Part part, const QString &directory, const QString &others);
+
     /** These packages were installed. */
     bool rememberPackages(const QString &manager, const QStringList &names);
 
@@ -132,6 +140,14 @@ private:
         QMap<QString, FileState> entries; ///< by path
     };
 
+    /** All that is below a directory before a change. */
+    struct Names
+    {
+        Part part;
+        QStringList paths;
+        QString others;
+    };
+
     void read();
     bool write();
     bool keepContent(const QString &path, const FileState &state);
@@ -143,12 +159,15 @@ private:
     bool undo(const StoredItem &item) const;
     bool isBelowTreeBeingFilled(const QString &path) const;
     void settleListings();
+    void settleNames();
+    void putTimeBack(const StoredItem &item) const;
     void discardContents();
 
     QString m_fault;
     QVector<StoredItem> m_items;
     QSet<QString> m_known; ///< their paths
     QMap<QString, Listing> m_listings; ///< by directory
+    QMap<QString, Names> m_names; ///< by directory
     QString m_packageManager;
     QStringList m_packages;
     QSet<QString> m_touched; ///< paths that this process may have changed
