@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "engine/translate.h"
+#include "base/translate.h"
 #include "language.h"
 #include "options.h"
 #include "preview/preview.h"

@@ -3,9 +3,9 @@
 
 #include "options.h"
 
-#include "engine/exitcodes.h"
-#include "engine/text.h"
-#include "engine/translate.h"
+#include "base/exitcodes.h"
+#include "base/text.h"
+#include "base/translate.h"
 
 #include <QCommandLineParser>
 #include <QFileInfo>

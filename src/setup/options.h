@@ -4,8 +4,8 @@
 #ifndef KESTRA_SETUP_OPTIONS_H
 #define KESTRA_SETUP_OPTIONS_H
 
+#include "base/settings.h"
 #include "commands/command.h"
-#include "engine/settings.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "engine/foreign.h"
+#include "base/foreign.h"
 
 #include "files.h"
 #include "literals.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "engine/text.h"
+#include "base/text.h"
 #include "literals.h"
 
 #include <QtTest>

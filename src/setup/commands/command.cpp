@@ -3,11 +3,11 @@
 
 #include "command.h"
 
-#include "engine/libraryoutput.h"
+#include "base/libraryoutput.h"
+#include "base/settings.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "engine/runlock.h"
-#include "engine/settings.h"
-#include "engine/text.h"
-#include "engine/translate.h"
 #include "log/logfile.h"
 #include "options.h"
 

@@ -4,7 +4,7 @@
 #ifndef KESTRA_SETUP_COMMAND_H
 #define KESTRA_SETUP_COMMAND_H
 
-#include "engine/outcome.h"
+#include "base/outcome.h"
 
 #include <QJsonObject>
 #include <QString>

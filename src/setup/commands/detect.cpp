@@ -3,8 +3,8 @@
 
 #include "command.h"
 
+#include "base/translate.h"
 #include "engine/presentmodems.h"
-#include "engine/translate.h"
 
 #include <QJsonArray>
 

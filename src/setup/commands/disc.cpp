@@ -3,11 +3,11 @@
 
 #include "command.h"
 
+#include "base/text.h"
+#include "base/translate.h"
 #include "engine/discs.h"
 #include "engine/session.h"
 #include "engine/stages.h"
-#include "engine/text.h"
-#include "engine/translate.h"
 #include "options.h"
 
 #include <QJsonArray>

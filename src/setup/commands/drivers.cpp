@@ -3,8 +3,8 @@
 
 #include "command.h"
 
+#include "base/translate.h"
 #include "engine/catalogue.h"
-#include "engine/translate.h"
 #include "options.h"
 
 #include <QJsonArray>

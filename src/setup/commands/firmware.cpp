@@ -3,11 +3,11 @@
 
 #include "command.h"
 
+#include "base/text.h"
+#include "base/translate.h"
 #include "engine/catalogue.h"
 #include "engine/firmware.h"
 #include "engine/presentmodems.h"
-#include "engine/text.h"
-#include "engine/translate.h"
 #include "options.h"
 
 #include <QJsonArray>

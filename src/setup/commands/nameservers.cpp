@@ -3,10 +3,10 @@
 
 #include "command.h"
 
-#include "engine/files.h"
-#include "engine/foreign.h"
-#include "engine/paths.h"
-#include "engine/translate.h"
+#include "base/files.h"
+#include "base/foreign.h"
+#include "base/paths.h"
+#include "base/translate.h"
 
 #include <kestra/connection/dnsmanager.h>
 

@@ -3,13 +3,13 @@
 
 #include "command.h"
 
+#include "base/translate.h"
 #include "engine/packagelock.h"
 #include "engine/packageneeds.h"
 #include "engine/packages.h"
 #include "engine/packagesystem.h"
 #include "engine/session.h"
 #include "engine/stages.h"
-#include "engine/translate.h"
 
 #include <QHash>
 #include <QJsonArray>

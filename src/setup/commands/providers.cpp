@@ -3,11 +3,11 @@
 
 #include "command.h"
 
-#include "engine/paths.h"
+#include "base/paths.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "engine/providercheck.h"
 #include "engine/providerdatabase.h"
-#include "engine/text.h"
-#include "engine/translate.h"
 #include "options.h"
 
 #include <QFile>

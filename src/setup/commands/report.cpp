@@ -3,9 +3,9 @@
 
 #include "command.h"
 
+#include "base/paths.h"
+#include "base/translate.h"
 #include "engine/packages.h"
-#include "engine/paths.h"
-#include "engine/translate.h"
 #include "options.h"
 #include "report/archive.h"
 #include "report/collection.h"

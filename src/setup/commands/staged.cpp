@@ -3,9 +3,9 @@
 
 #include "command.h"
 
+#include "base/text.h"
+#include "base/translate.h"
 #include "engine/run.h"
-#include "engine/text.h"
-#include "engine/translate.h"
 #include "options.h"
 #include "terminal/interrupt.h"
 #include "terminal/terminal.h"

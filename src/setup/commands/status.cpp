@@ -3,10 +3,10 @@
 
 #include "command.h"
 
+#include "base/paths.h"
+#include "base/translate.h"
 #include "engine/modules.h"
-#include "engine/paths.h"
 #include "engine/presentmodems.h"
-#include "engine/translate.h"
 #include "store/store.h"
 
 #include <kestra/connection/scriptmanager.h>

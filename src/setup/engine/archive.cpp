@@ -3,8 +3,8 @@
 
 #include "archive.h"
 
-#include "text.h"
-#include "translate.h"
+#include "base/text.h"
+#include "base/translate.h"
 
 #include <kestra/foundation/myprocess.h>
 

@@ -3,9 +3,9 @@
 
 #include "backups.h"
 
+#include "base/ownership.h"
+#include "base/paths.h"
 #include "modules.h"
-#include "ownership.h"
-#include "paths.h"
 #include "store/filestate.h"
 
 #include <QDir>

@@ -4,7 +4,7 @@
 #include "bundle.h"
 
 #include "archive.h"
-#include "translate.h"
+#include "base/translate.h"
 
 #include <QDir>
 #include <QFile>

@@ -3,7 +3,7 @@
 
 #include "catalogue.h"
 
-#include "translate.h"
+#include "base/translate.h"
 
 #include <QDir>
 #include <QRegularExpression>

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "files.h"
-#include "paths.h"
+#include "base/files.h"
+#include "base/paths.h"
+#include "base/translate.h"
 #include "replaced.h"
 #include "session.h"
 #include "stages.h"
-#include "translate.h"
 
 #include <kestra/connection/scriptmanager.h>
 

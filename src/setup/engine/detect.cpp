@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "base/text.h"
+#include "base/translate.h"
 #include "hardwareservice.h"
 #include "question.h"
 #include "session.h"
 #include "stages.h"
-#include "text.h"
-#include "translate.h"
 
 #include <kestra/modem/modemmanager.h>
 

@@ -3,14 +3,14 @@
 
 #include "discs.h"
 
-#include "files.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "hardwareservice.h"
 #include "packagelock.h"
 #include "packages.h"
 #include "packagesystem.h"
 #include "session.h"
-#include "text.h"
-#include "translate.h"
 
 #include <kestra/media/mediamanager.h>
 #include <kestra/packages/zypper.h>

@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "base/ownership.h"
+#include "base/paths.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "bundle.h"
 #include "modules.h"
-#include "ownership.h"
-#include "paths.h"
 #include "question.h"
 #include "session.h"
 #include "stages.h"
-#include "text.h"
-#include "translate.h"
 
 #include <QDir>
 #include <QFile>

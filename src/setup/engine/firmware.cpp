@@ -4,9 +4,9 @@
 #include "firmware.h"
 
 #include "archive.h"
-#include "files.h"
-#include "ownership.h"
-#include "translate.h"
+#include "base/files.h"
+#include "base/ownership.h"
+#include "base/translate.h"
 
 #include <kestra/foundation/systeminfo.h>
 #include <kestra/modem/firmware.h>

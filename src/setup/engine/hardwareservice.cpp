@@ -3,7 +3,7 @@
 
 #include "hardwareservice.h"
 
-#include "translate.h"
+#include "base/translate.h"
 
 #include <QDBusConnection>
 #include <QDBusError>

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "base/text.h"
+#include "base/translate.h"
 #include "question.h"
 #include "session.h"
 #include "stages.h"
-#include "text.h"
-#include "translate.h"
 
 #include <QFile>
 

@@ -3,9 +3,9 @@
 
 #include "modules.h"
 
-#include "ownership.h"
-#include "paths.h"
-#include "translate.h"
+#include "base/ownership.h"
+#include "base/paths.h"
+#include "base/translate.h"
 
 #include <kestra/media/filemanager.h>
 

@@ -3,10 +3,10 @@
 
 #include "packagelock.h"
 
-#include "processes.h"
+#include "base/processes.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "session.h"
-#include "text.h"
-#include "translate.h"
 
 #include <QElapsedTimer>
 

@@ -3,14 +3,14 @@
 
 #include "packageneeds.h"
 
+#include "base/files.h"
+#include "base/paths.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "catalogue.h"
-#include "files.h"
 #include "packages.h"
-#include "paths.h"
 #include "presentmodems.h"
 #include "session.h"
-#include "text.h"
-#include "translate.h"
 
 #include <QFileInfo>
 #include <QSettings>

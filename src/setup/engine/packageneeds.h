@@ -4,7 +4,7 @@
 #ifndef KESTRA_SETUP_PACKAGENEEDS_H
 #define KESTRA_SETUP_PACKAGENEEDS_H
 
-#include "outcome.h"
+#include "base/outcome.h"
 
 #include <QString>
 #include <QStringList>

@@ -3,14 +3,14 @@
 
 #include "packages.h"
 
+#include "base/text.h"
+#include "base/translate.h"
 #include "discs.h"
 #include "packagelock.h"
 #include "packageneeds.h"
 #include "packagesystem.h"
 #include "session.h"
 #include "stages.h"
-#include "text.h"
-#include "translate.h"
 
 #include <kestra/foundation/systeminfo.h>
 

@@ -3,11 +3,11 @@
 
 #include "packagesystem.h"
 
+#include "base/processes.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "packages.h"
-#include "processes.h"
 #include "session.h"
-#include "text.h"
-#include "translate.h"
 
 #include <kestra/packages/apt.h>
 #include <kestra/packages/packagemanager.h>

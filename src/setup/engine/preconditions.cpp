@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+#include "base/ownership.h"
+#include "base/paths.h"
+#include "base/translate.h"
 #include "bundle.h"
-#include "ownership.h"
 #include "packages.h"
-#include "paths.h"
 #include "session.h"
 #include "stages.h"
-#include "translate.h"
 
 #include <kestra/connection/scriptmanager.h>
 

@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "paths.h"
+#include "base/paths.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "providerdatabase.h"
 #include "question.h"
 #include "session.h"
 #include "stages.h"
-#include "text.h"
-#include "translate.h"
 
 #include <variant>
 

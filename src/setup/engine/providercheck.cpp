@@ -3,7 +3,7 @@
 
 #include "providercheck.h"
 
-#include "translate.h"
+#include "base/translate.h"
 
 #include <QHash>
 #include <QRegularExpression>

@@ -3,7 +3,7 @@
 
 #include "providerdatabase.h"
 
-#include "translate.h"
+#include "base/translate.h"
 
 #include <QFileInfo>
 #include <QXmlStreamReader>

@@ -4,8 +4,8 @@
 #ifndef KESTRA_SETUP_PROVIDERDATABASE_H
 #define KESTRA_SETUP_PROVIDERDATABASE_H
 
+#include "base/outcome.h"
 #include "line.h"
-#include "outcome.h"
 
 #include <kestra/connection/serviceparser.h>
 

@@ -3,13 +3,13 @@
 
 #include "replaced.h"
 
-#include "files.h"
-#include "foreign.h"
-#include "paths.h"
+#include "base/files.h"
+#include "base/foreign.h"
+#include "base/paths.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "question.h"
 #include "session.h"
-#include "text.h"
-#include "translate.h"
 
 #include <kestra/connection/dnsmanager.h>
 

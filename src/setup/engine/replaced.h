@@ -4,7 +4,7 @@
 #ifndef KESTRA_SETUP_REPLACED_H
 #define KESTRA_SETUP_REPLACED_H
 
-#include "outcome.h"
+#include "base/outcome.h"
 
 #include <QByteArray>
 #include <QStringList>

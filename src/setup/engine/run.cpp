@@ -3,12 +3,12 @@
 
 #include "run.h"
 
+#include "base/translate.h"
 #include "log/log.h"
 #include "replaced.h"
 #include "runlock.h"
 #include "session.h"
 #include "stages.h"
-#include "translate.h"
 
 #include <algorithm>
 #include <exception>

@@ -4,10 +4,10 @@
 #ifndef KESTRA_SETUP_RUN_H
 #define KESTRA_SETUP_RUN_H
 
-#include "cancellation.h"
-#include "frontend.h"
-#include "outcome.h"
-#include "settings.h"
+#include "base/cancellation.h"
+#include "base/frontend.h"
+#include "base/outcome.h"
+#include "base/settings.h"
 
 namespace Setup {
 

@@ -3,10 +3,10 @@
 
 #include "runlock.h"
 
-#include "ownership.h"
-#include "processes.h"
-#include "text.h"
-#include "translate.h"
+#include "base/ownership.h"
+#include "base/processes.h"
+#include "base/text.h"
+#include "base/translate.h"
 
 #include <kestra/foundation/lockfile.h>
 

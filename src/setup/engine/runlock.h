@@ -4,7 +4,7 @@
 #ifndef KESTRA_SETUP_RUNLOCK_H
 #define KESTRA_SETUP_RUNLOCK_H
 
-#include "outcome.h"
+#include "base/outcome.h"
 
 #include <optional>
 

@@ -3,10 +3,10 @@
 
 #include "session.h"
 
-#include "processes.h"
-#include "text.h"
+#include "base/processes.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "toolwatch.h"
-#include "translate.h"
 
 #include <kestra/foundation/myprocess.h>
 #include <kestra/foundation/systeminfo.h>

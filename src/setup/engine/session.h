@@ -4,13 +4,13 @@
 #ifndef KESTRA_SETUP_SESSION_H
 #define KESTRA_SETUP_SESSION_H
 
-#include "cancellation.h"
+#include "base/cancellation.h"
+#include "base/frontend.h"
+#include "base/libraryoutput.h"
+#include "base/outcome.h"
+#include "base/settings.h"
 #include "catalogue.h"
-#include "frontend.h"
-#include "libraryoutput.h"
 #include "line.h"
-#include "outcome.h"
-#include "settings.h"
 #include "store/store.h"
 
 #include <kestra/modem/compiler.h>

@@ -4,7 +4,8 @@
 #ifndef KESTRA_SETUP_STAGES_H
 #define KESTRA_SETUP_STAGES_H
 
-#include "outcome.h"
+#include "base/outcome.h"
+#include "base/summary.h"
 
 #include <optional>
 
@@ -18,6 +19,10 @@ Outcome checkSystem(Session &session);
 std::optional<Outcome> checkRoot(Session &session);
 std::optional<Outcome> choosePackageTools(Session &session);
 std::optional<Outcome> checkPackageTools(Session &session);
+
+// summary.cpp
+/** Not a stage: sums up what the session knows; there is no password in it. */
+Summary summaryOf(const Session &session, const QStringList &steps);
 
 // provider.cpp
 Outcome chooseProvider(Session &session);

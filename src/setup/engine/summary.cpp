@@ -1,10 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The libkestra developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "summary.h"
-
+#include "base/translate.h"
 #include "session.h"
-#include "translate.h"
+#include "stages.h"
 
 namespace Setup {
 

@@ -4,7 +4,7 @@
 #ifndef KESTRA_SETUP_TOOLWATCH_H
 #define KESTRA_SETUP_TOOLWATCH_H
 
-#include "processes.h"
+#include "base/processes.h"
 
 #include <QObject>
 #include <QVector>

@@ -3,7 +3,7 @@
 
 #include "excerpt.h"
 
-#include "engine/translate.h"
+#include "base/translate.h"
 
 #include <QFile>
 

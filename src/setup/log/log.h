@@ -4,8 +4,8 @@
 #ifndef KESTRA_SETUP_LOG_H
 #define KESTRA_SETUP_LOG_H
 
-#include "engine/frontend.h"
-#include "engine/settings.h"
+#include "base/frontend.h"
+#include "base/settings.h"
 #include "logfile.h"
 
 #include <QElapsedTimer>

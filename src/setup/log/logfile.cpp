@@ -3,9 +3,9 @@
 
 #include "logfile.h"
 
-#include "engine/ownership.h"
-#include "engine/text.h"
-#include "engine/translate.h"
+#include "base/ownership.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "secrets.h"
 
 #include <QCoreApplication>

@@ -4,7 +4,7 @@
 #ifndef KESTRA_SETUP_LOGFILE_H
 #define KESTRA_SETUP_LOGFILE_H
 
-#include "engine/outcome.h"
+#include "base/outcome.h"
 #include "mask.h"
 
 #include <QString>

@@ -3,7 +3,7 @@
 
 #include "mask.h"
 
-#include "engine/text.h"
+#include "base/text.h"
 
 #include <QSet>
 

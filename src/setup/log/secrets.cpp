@@ -3,8 +3,8 @@
 
 #include "secrets.h"
 
-#include "engine/foreign.h"
-#include "engine/text.h"
+#include "base/foreign.h"
+#include "base/text.h"
 #include "excerpt.h"
 #include "store/store.h"
 

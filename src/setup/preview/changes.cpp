@@ -3,8 +3,8 @@
 
 #include "changes.h"
 
-#include "engine/text.h"
-#include "engine/translate.h"
+#include "base/text.h"
+#include "base/translate.h"
 
 #include <QCryptographicHash>
 #include <QDir>

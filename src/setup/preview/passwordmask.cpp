@@ -3,8 +3,8 @@
 
 #include "passwordmask.h"
 
-#include "engine/foreign.h"
-#include "engine/text.h"
+#include "base/foreign.h"
+#include "base/text.h"
 
 namespace Setup {
 

@@ -3,9 +3,9 @@
 
 #include "preview.h"
 
+#include "base/text.h"
+#include "base/translate.h"
 #include "commands/command.h"
-#include "engine/text.h"
-#include "engine/translate.h"
 #include "options.h"
 #include "report.h"
 #include "scratchsystem.h"

@@ -3,7 +3,7 @@
 
 #include "programs.h"
 
-#include "engine/text.h"
+#include "base/text.h"
 
 #include <QRegularExpression>
 

@@ -3,8 +3,8 @@
 
 #include "report.h"
 
-#include "engine/text.h"
-#include "engine/translate.h"
+#include "base/text.h"
+#include "base/translate.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>

@@ -3,7 +3,7 @@
 
 #include "scratchsystem.h"
 
-#include "engine/translate.h"
+#include "base/translate.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -7,7 +7,7 @@
 #include "busproxy.h"
 #include "programs.h"
 
-#include "engine/outcome.h"
+#include "base/outcome.h"
 
 #include <QByteArray>
 #include <QString>

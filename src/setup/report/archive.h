@@ -4,8 +4,8 @@
 #ifndef KESTRA_SETUP_ARCHIVE_H
 #define KESTRA_SETUP_ARCHIVE_H
 
+#include "base/outcome.h"
 #include "collection.h"
-#include "engine/outcome.h"
 
 namespace Setup {
 

@@ -3,7 +3,7 @@
 
 #include "collection.h"
 
-#include "engine/translate.h"
+#include "base/translate.h"
 #include "log/excerpt.h"
 
 #include <QDir>

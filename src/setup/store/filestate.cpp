@@ -3,7 +3,7 @@
 
 #include "filestate.h"
 
-#include "engine/ownership.h"
+#include "base/ownership.h"
 
 #include <QCryptographicHash>
 #include <QDir>

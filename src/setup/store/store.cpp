@@ -3,8 +3,8 @@
 
 #include "store.h"
 
-#include "engine/ownership.h"
-#include "engine/translate.h"
+#include "base/ownership.h"
+#include "base/translate.h"
 
 #include <QDir>
 #include <QDirIterator>

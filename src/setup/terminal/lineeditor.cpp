@@ -3,7 +3,7 @@
 
 #include "lineeditor.h"
 
-#include "engine/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -4,7 +4,7 @@
 #ifndef KESTRA_SETUP_LINEEDITOR_H
 #define KESTRA_SETUP_LINEEDITOR_H
 
-#include "engine/cancellation.h"
+#include "base/cancellation.h"
 
 #include <QByteArray>
 #include <QString>

@@ -3,9 +3,9 @@
 
 #include "terminal.h"
 
-#include "engine/processes.h"
-#include "engine/text.h"
-#include "engine/translate.h"
+#include "base/processes.h"
+#include "base/text.h"
+#include "base/translate.h"
 #include "interrupt.h"
 #include "width.h"
 

@@ -4,8 +4,8 @@
 #ifndef KESTRA_SETUP_TERMINAL_H
 #define KESTRA_SETUP_TERMINAL_H
 
-#include "engine/cancellation.h"
-#include "engine/frontend.h"
+#include "base/cancellation.h"
+#include "base/frontend.h"
 #include "input.h"
 #include "paint.h"
 

@@ -10,8 +10,6 @@
 
 namespace Setup {
 
-class Session;
-
 /** What is going to be done, and with which answers. */
 struct Summary
 {
@@ -24,9 +22,6 @@ struct Summary
     QVector<Answer> answers;
     QStringList steps; ///< titles of the stages to come
 };
-
-/** Sums up what the session knows; there is no password in it. */
-Summary summaryOf(const Session &session, const QStringList &steps);
 
 }
 
