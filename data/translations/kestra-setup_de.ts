@@ -2816,7 +2816,7 @@ Exit-Codes:
     </message>
     <message>
         <source>it has more than %1 services of one country</source>
-        <translation>sie hat mehr als %1 Dienste eines Landes</translation>
+        <translation>sie hat mehr als %1 Tarife eines Landes</translation>
     </message>
     <message>
         <source>it is no regular file</source>
