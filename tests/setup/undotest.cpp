@@ -89,6 +89,7 @@ private Q_SLOTS:
     void failedSetUpIsUndone();
     void failedSetUpHasNoClaimOnTheRest();
     void failedInstallationIsUndone();
+    void backupOfAFailedInstallationGoes();
     void directoriesOnTheWayAreRemoved();
     void killedSetUpIsUndone();
     void killLinksOfTheDependencyComeBack();
@@ -315,6 +316,19 @@ void UndoTest::failedInstallationIsUndone()
     QVERIFY2(result.code == 0, result.everything().constData());
     QCOMPARE(differences(before, manifest()).join('\n'), QByteArray());
     QCOMPARE(QFileInfo(Machine::oldModule).lastModified().toSecsSinceEpoch(), 1000000000);
+}
+
+/** All else has been put back by the set-up itself. */
+void UndoTest::backupOfAFailedInstallationGoes()
+{
+    machine.writeBundle(Machine::makefile(Machine::usualBuild(), "false"));
+    makeDirectory(Machine::directory + "/src"_s);
+    QCOMPARE(machine.run().code, 12);
+    QVERIFY(exists("/tmp/kestra_drv_backup"_s));
+    const SetupResult result = run({"undo"_s});
+    QCOMPARE(result.code, 0);
+    QCOMPARE(result.output, QByteArray("Removed the backup /tmp/kestra_drv_backup.\n"));
+    QVERIFY(!exists("/tmp/kestra_drv_backup"_s));
 }
 
 void UndoTest::directoriesOnTheWayAreRemoved()

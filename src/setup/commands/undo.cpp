@@ -105,12 +105,9 @@ QStringList indexModules(const QStringList &releases, Answer &answer)
     return outdated;
 }
 
-/** What the library saves besides what the store keeps, and what it writes for a report. */
-void tidyUp(const QSet<QString> &driverFiles, const Undone &undone, Answer &answer)
+/** What the library saves besides what the store keeps. */
+void removeSpareBackups(const QSet<QString> &restored, Answer &answer)
 {
-    QSet<QString> restored = driverFiles;
-    for (const QString &path : undone.edited + undone.failed)
-        restored.remove(path);
     const Backups backups = removeBackups(restored);
     for (const QString &path : backups.removed)
         answer.lines.append(Text::tr("Removed the backup %1.").arg(path));
@@ -119,6 +116,15 @@ void tidyUp(const QSet<QString> &driverFiles, const Undone &undone, Answer &answ
     answer.json.insert(QStringLiteral("removed_backups"),
                        QJsonArray::fromStringList(backups.removed));
     answer.json.insert(QStringLiteral("kept_backups"), QJsonArray::fromStringList(backups.kept));
+}
+
+/** The same, and what is written for a report. */
+void tidyUp(const QSet<QString> &driverFiles, const Undone &undone, Answer &answer)
+{
+    QSet<QString> restored = driverFiles;
+    for (const QString &path : undone.edited + undone.failed)
+        restored.remove(path);
+    removeSpareBackups(restored, answer);
     if (QFileInfo(logDirectory()).isDir()) {
         answer.lines.append(Text::tr("The logs in %1 stay, for a report.").arg(logDirectory()));
         answer.json.insert(QStringLiteral("logs"), logDirectory());
@@ -190,7 +196,10 @@ Answer undo(const Options &options, const QVector<Part> &parts)
     }
     const bool removesPackages = options.removePackages && !store.packages().isEmpty();
     if (!store.has(parts) && !removesPackages) {
-        answer.lines.append(nothingToUndo());
+        if (parts.contains(Part::Driver)) // a failed set-up has put all but that back itself
+            removeSpareBackups({}, answer);
+        if (answer.lines.isEmpty())
+            answer.lines.append(nothingToUndo());
         tell({}, answer);
         tellOfPackages(store, options, parts, answer);
         return answer;
