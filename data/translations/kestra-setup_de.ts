@@ -562,10 +562,6 @@ Ausgelassen:
         <translation>Nicht alles wurde rückgängig gemacht.</translation>
     </message>
     <message>
-        <source>Use --force for what was changed after the set-up, too.</source>
-        <translation>Mit --force auch zurücknehmen, was nach der Einrichtung geändert wurde.</translation>
-    </message>
-    <message>
         <source>See who has changed it.</source>
         <translation>Prüfen, wer es geändert hat.</translation>
     </message>
@@ -2819,10 +2815,6 @@ Exit-Codes:
         <translation>sie hat mehr als %1 Tarife eines Landes</translation>
     </message>
     <message>
-        <source>it is no regular file</source>
-        <translation>sie ist keine gewöhnliche Datei</translation>
-    </message>
-    <message>
         <source>it is larger than %1 MiB</source>
         <translation>sie ist größer als %1 MiB</translation>
     </message>
@@ -2837,6 +2829,18 @@ Exit-Codes:
     <message>
         <source>Run: depmod %1</source>
         <translation>Ausführen: depmod %1</translation>
+    </message>
+    <message>
+        <source>Left alone, as the set-up was cut off, and somebody else may have changed it: %1</source>
+        <translation>Belassen, da die Einrichtung abgebrochen wurde und auch jemand anders es geändert haben kann: %1</translation>
+    </message>
+    <message>
+        <source>Use --force for what was left alone, too.</source>
+        <translation>Mit --force wird auch zurückgenommen, was belassen wurde.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; needs one of these words after it: %2.</source>
+        <translation>Nach „%1“ muss eines dieser Wörter stehen: %2.</translation>
     </message>
 </context>
 </TS>

@@ -411,11 +411,16 @@ QString oneSentence(QString text)
     return text.endsWith(QLatin1Char('.')) ? text : text + QLatin1Char('.');
 }
 
-bool beginsACommand(const QString &word)
+/** The second words of the commands that begin with @p word. */
+QStringList wordsAfter(const QString &word)
 {
-    return std::any_of(commands().cbegin(), commands().cend(), [&](const Command &command) {
-        return word == QString::fromLatin1(command.name).section(QLatin1Char(' '), 0, 0);
-    });
+    QStringList words;
+    for (const Command &command : commands()) {
+        const QStringList name = QString::fromLatin1(command.name).split(QLatin1Char(' '));
+        if (name.size() > 1 && name.constFirst() == word)
+            words.append(name.at(1));
+    }
+    return words;
 }
 
 QString readOperand(Options &options, QStringList operands)
@@ -431,9 +436,13 @@ QString readOperand(Options &options, QStringList operands)
         options.operand = operands.takeFirst();
     if (operands.isEmpty())
         return QString();
-    if (options.command->id == Command::SetUp && beginsACommand(operands.constFirst()))
-        return Text::tr("The command \"%1\" must come before all options.")
-            .arg(operands.constFirst());
+    const QString word = operands.constFirst();
+    const QStringList next = wordsAfter(word);
+    if (findCommand(operands.mid(0, 2).join(QLatin1Char(' '))) || findCommand(word))
+        return Text::tr("The command \"%1\" must come before all options.").arg(word);
+    if (!next.isEmpty())
+        return Text::tr("\"%1\" needs one of these words after it: %2.")
+            .arg(word, next.join(QStringLiteral(", ")));
     return Text::tr("The argument \"%1\" is not understood.").arg(operands.constFirst());
 }
 

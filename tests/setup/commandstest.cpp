@@ -420,6 +420,15 @@ void CommandsTest::refusesWithOneSentence_data()
 
     QTest::newRow("no such command")
         << QStringList {"start"_s} << "The argument \"start\" is not understood."_s;
+    QTest::newRow("half a command")
+        << QStringList {"disc"_s}
+        << "\"disc\" needs one of these words after it: list, add, eject."_s;
+    QTest::newRow("half a command and more")
+        << QStringList {"boot"_s, "x"_s}
+        << "\"boot\" needs one of these words after it: enable, disable."_s;
+    QTest::newRow("command of two words after an option")
+        << QStringList {"--verbose"_s, "disc"_s, "list"_s}
+        << "The command \"disc\" must come before all options."_s;
     QTest::newRow("command after an option")
         << QStringList {"--verbose"_s, "status"_s}
         << "The command \"status\" must come before all options."_s;

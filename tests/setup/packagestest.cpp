@@ -101,6 +101,7 @@ private Q_SLOTS:
     void failure_data();
     void failure();
     void successWithoutPackages();
+    void installedHalfIsRemembered_data();
     void installedHalfIsRemembered();
     void unavailable();
     void lockedForTooLong();
@@ -224,15 +225,29 @@ void PackagesTest::successWithoutPackages()
         result.errors.constData());
 }
 
+void PackagesTest::installedHalfIsRemembered_data()
+{
+    QTest::addColumn<QByteArray>("state");
+    QTest::addColumn<bool>("isRemembered");
+    QTest::newRow("not at all") << QByteArray() << false;
+    QTest::newRow("only files of an earlier one") << QByteArray("rc  second  1  all  x\n") << false;
+    QTest::newRow("unpacked") << QByteArray("iU  second  1  all  x\n") << true;
+    QTest::newRow("half configured") << QByteArray("iF  second  1  all  x\n") << true;
+}
+
 void PackagesTest::installedHalfIsRemembered()
 {
+    QFETCH(QByteArray, state);
+    QFETCH(bool, isRemembered);
     StandInTool dpkg("dpkg");
     PretendedAptGet aptGet;
     dpkg.addBehaviour({});
-    dpkg.addBehaviour(prints("ii  first  1  all  x\n"));
+    for (int question = 0; question < 2; ++question)
+        dpkg.addBehaviour(prints("ii  first  1  all  x\n" + state));
     QCOMPARE(m_machine.run(withPackages("first second"_s)).code, 14);
     const QByteArray store = readFile("/var/lib/kestra/before.json"_s);
-    QVERIFY2(store.contains("\"first\"") && !store.contains("\"second\""), store.constData());
+    QVERIFY2(store.contains("\"first\""), store.constData());
+    QCOMPARE(store.contains("\"second\""), isRemembered);
 }
 
 void PackagesTest::unavailable()

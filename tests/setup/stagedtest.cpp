@@ -287,6 +287,8 @@ void StagedTest::driverIsBuiltWithoutAModem()
     QVERIFY(titles(json(result)).contains("install the driver: done"_s));
     QCOMPARE(json(result)["achieved"_s].toArray(), QJsonArray({"The driver is installed."_s}));
     QVERIFY(!exists("/etc/ppp/peers/kestra"_s));
+    const QJsonObject status = json(setup(QStringList {"status"_s, "--json"_s} + withData));
+    QCOMPARE(status["driver"_s]["module"_s].toString(), "ueagle-atm"_s);
     QCOMPARE(setup({"driver"_s, "restore"_s}).code, 0);
     QCOMPARE(readFile(Machine::oldModule), QByteArray("the old driver\n"));
     QVERIFY(!exists(Machine::newModule));

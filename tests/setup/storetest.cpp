@@ -70,6 +70,8 @@ private Q_SLOTS:
     void missingParentsAreRemembered();
     void fullDiskLosesNothing();
     void packagesThatOthersNeedStay();
+    void cutOffSetUpIsKnown();
+    void packagesThatWereNeverThereAreForgotten();
 
     void treeIsRemovedWithAllThatIsInIt();
     void treeOfOthersComesBack();
@@ -605,6 +607,40 @@ void StoreTest::treesDoNotReachThroughLinks()
     QVERIFY(store.finish());
     QVERIFY(store.undo({Part::Driver}, false).restored.contains(tree));
     QVERIFY(exists(other + "/file"_s));
+}
+
+void StoreTest::cutOffSetUpIsKnown()
+{
+    writeFile(file, "before");
+    {
+        Store store;
+        QVERIFY(!store.wasCutOff());
+        QVERIFY(store.remember(Part::Connection, file));
+        writeFile(file, "half");
+    } // and is killed
+    Store next;
+    QVERIFY(next.wasCutOff());
+    QCOMPARE(next.undo({Part::Connection}, false).edited, QStringList {file});
+    QVERIFY(Store().wasCutOff());
+    QCOMPARE(Store().undo({Part::Connection}, true).restored, QStringList {file});
+    QVERIFY(!Store().wasCutOff());
+    {
+        Store store;
+        QVERIFY(store.remember(Part::Connection, file));
+        writeFile(file, "whole");
+        QVERIFY(store.seal());
+        QVERIFY(store.finish());
+    }
+    QVERIFY(!Store().wasCutOff());
+}
+
+void StoreTest::packagesThatWereNeverThereAreForgotten()
+{
+    QVERIFY(Store().rememberPackages("apt"_s, {"one"_s, "two"_s}));
+    Store store;
+    QVERIFY(store.forgetPackages({"two"_s}));
+    QCOMPARE(Store().packages(), QStringList("one"_s));
+    QVERIFY(Store().forgetPackages());
 }
 
 KESTRA_TEST_MAIN(StoreTest)

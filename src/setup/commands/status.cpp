@@ -5,8 +5,10 @@
 
 #include "base/paths.h"
 #include "base/translate.h"
+#include "engine/catalogue.h"
 #include "engine/modules.h"
 #include "engine/presentmodems.h"
+#include "options.h"
 #include "store/store.h"
 
 #include <kestra/connection/scriptmanager.h>
@@ -17,6 +19,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QMap>
+#include <QSet>
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -53,7 +56,7 @@ QMap<QString, QString> connectionSettings()
     return settings;
 }
 
-Aspect modem()
+Aspect modem(const Options &)
 {
     const PresentModems present = presentModems();
     QStringList names;
@@ -66,9 +69,27 @@ Aspect modem()
     return {text, QJsonArray::fromStringList(names)};
 }
 
-Aspect driver()
+/** The driver may have been built without a connection. */
+QString builtModule(const Options &options)
 {
-    const QString module = connectionSettings().value(QStringLiteral("MODULE"));
+    QSet<QString> built;
+    const Store store;
+    for (const StoredItem &item : store.items()) {
+        if (item.part == Part::Driver)
+            built.insert(QFileInfo(item.path).fileName());
+    }
+    for (const CatalogueEntry &driver : readCatalogue(options.dataDirectory).drivers) {
+        if (!driver.module.isEmpty() && built.contains(driver.module))
+            return QFileInfo(driver.module).completeBaseName();
+    }
+    return QString();
+}
+
+Aspect driver(const Options &options)
+{
+    QString module = connectionSettings().value(QStringLiteral("MODULE"));
+    if (module.isEmpty())
+        module = builtModule(options);
     if (module.isEmpty())
         return {Text::tr("none is set up"), QJsonValue()};
     const QStringList files =
@@ -93,7 +114,7 @@ bool isOurLink(const QString &path)
     return entry.isSymLink() && entry.symLinkTarget() == initScript();
 }
 
-Aspect boot()
+Aspect boot(const Options &)
 {
     const QString base = ScriptManager().getRcDir();
     QStringList links;
@@ -109,7 +130,7 @@ Aspect boot()
             QJsonArray::fromStringList(links)};
 }
 
-Aspect nameServers()
+Aspect nameServers(const Options &)
 {
     QStringList servers;
     for (const QString &line : linesOf(QStringLiteral("/etc/resolv.conf"))) {
@@ -150,7 +171,7 @@ QStringList addressesOf(const QString &interface)
 }
 
 /** pppd writes its number and, once it has one, its interface. */
-Aspect link()
+Aspect link(const Options &)
 {
     const QStringList lines = linesOf(QStringLiteral("/run/ppp-kestra.pid"));
     const bool runs = QFileInfo::exists(QStringLiteral("/proc/") + lines.value(0).trimmed())
@@ -172,7 +193,7 @@ struct Row
 {
     const char *title;
     const char *key;
-    Aspect (*look)();
+    Aspect (*look)(const Options &options);
 };
 
 constexpr Row rows[] = {
@@ -217,7 +238,7 @@ void tellFiles(Answer &answer)
 
 }
 
-Answer tellStatus(const Options &)
+Answer tellStatus(const Options &options)
 {
     if (::geteuid() != 0)
         return {Outcome::failed(ExitCode::NotRoot, Text::tr("This program must run as root."),
@@ -226,7 +247,7 @@ Answer tellStatus(const Options &)
                 {}};
     Answer answer;
     for (const Row &row : rows) {
-        const Aspect aspect = row.look();
+        const Aspect aspect = row.look(options);
         answer.lines.append(QStringLiteral("%1 %2").arg(
             (Text::tr(row.title) + QLatin1Char(':')).leftJustified(13), aspect.text));
         answer.json.insert(QLatin1String(row.key), aspect.json);

@@ -61,12 +61,16 @@ constexpr Listing listings[] = {
     {"failed", QT_TRANSLATE_NOOP("Setup", "Could not be made as before: %1"), &Undone::failed},
 };
 
-void tell(const Undone &undone, Answer &answer)
+const char afterCutOff[] = QT_TRANSLATE_NOOP(
+    "Setup", "Left alone, as the set-up was cut off, and somebody else may have changed it: %1");
+
+void tell(const Undone &undone, Answer &answer, bool wasCutOff = false)
 {
     for (const Listing &listing : listings) {
         const QStringList &paths = undone.*listing.paths;
+        const bool isDoubtful = wasCutOff && listing.paths == &Undone::edited;
         for (const QString &path : paths)
-            answer.lines.append(Text::tr(listing.sentence).arg(path));
+            answer.lines.append(Text::tr(isDoubtful ? afterCutOff : listing.sentence).arg(path));
         answer.json.insert(QLatin1String(listing.key), QJsonArray::fromStringList(paths));
     }
 }
@@ -80,13 +84,29 @@ void stopConnection(const Store &store, Answer &answer)
     }
 }
 
+/** A set-up that was cut off may have installed none; rpm, unlike dpkg, minds. */
+QStringList installedPackages(const QStringList &names, const QString &program)
+{
+    if (program != QLatin1String("rpm"))
+        return names;
+    QStringList installed;
+    for (const QString &name : names) {
+        if (QProcess::execute(program, {QStringLiteral("--query"), QStringLiteral("--quiet"), name})
+            == 0)
+            installed.append(name);
+    }
+    return installed;
+}
+
 /** The tools below the package managers refuse where another package needs one of these. */
 bool removePackages(Store &store, Answer &answer)
 {
-    const QStringList names = store.packages();
     const bool usesDpkg = store.packageManager() == QLatin1String("apt");
     const QString program = usesDpkg ? QStringLiteral("dpkg") : QStringLiteral("rpm");
     const QString remove = usesDpkg ? QStringLiteral("--remove") : QStringLiteral("--erase");
+    const QStringList names = installedPackages(store.packages(), program);
+    if (names.isEmpty())
+        return store.forgetPackages();
     if (!runTool(program, QStringList {remove, QStringLiteral("--")} + names, answer))
         return false;
     answer.lines.append(Text::tr("Removed the packages %1.").arg(names.join(QStringLiteral(", "))));
@@ -154,7 +174,7 @@ Outcome outcomeOf(const Undone &undone, bool areAllPackagesGone, const QStringLi
             Text::tr("See whether the disk is full or protected, then start again."));
     if (!undone.edited.isEmpty())
         return Outcome::failed(ExitCode::Undo, Text::tr("Not everything was undone."),
-                               Text::tr("Use --force for what was changed after the set-up, too."));
+                               Text::tr("Use --force for what was left alone, too."));
     if (!outdated.isEmpty())
         return Outcome::failed(
             ExitCode::Undo,
@@ -210,8 +230,9 @@ Answer undo(const Options &options, const QVector<Part> &parts)
         parts.contains(Part::Driver) ? store.kernelReleases() : QStringList();
     const QSet<QString> driverFiles =
         parts.contains(Part::Driver) ? pathsOf(store, Part::Driver) : QSet<QString>();
+    const bool wasCutOff = store.wasCutOff();
     const Undone undone = store.undo(parts, options.force);
-    tell(undone, answer);
+    tell(undone, answer, wasCutOff);
     if (!driverFiles.isEmpty())
         tidyUp(driverFiles, undone, answer);
     const bool areAllPackagesGone = !removesPackages || removePackages(store, answer);

@@ -110,13 +110,6 @@ PackageSystem::Obstacle explain(const QString &what, int code, const QStringList
                         Text::tr("Install them by hand to see what is wrong, then start again."))});
 }
 
-QStringList without(QStringList names, const QStringList &others)
-{
-    for (const QString &name : others)
-        names.removeAll(name);
-    return names;
-}
-
 PackageSystem::Obstacle unknownPackages(const QStringList &names)
 {
     return {
@@ -188,10 +181,16 @@ private:
     std::unique_ptr<PackageManager> m_manager;
 };
 
-/** In a listing of dpkg: "ii  NAME:ARCHITECTURE  VERSION ...", where the first letter is a wish. */
-QString nameInDpkgLine(const QString &line)
+const QString installedState = QStringLiteral("i");
+const QString begunStates = QStringLiteral("iHUFWt"); // half-installed, unpacked and so on
+
+/**
+ * In a listing of dpkg: "ii  NAME:ARCHITECTURE  VERSION ...", where the first letter is a wish and
+ * the second a state.
+ */
+QString nameInDpkgLine(const QString &line, const QString &states)
 {
-    if (line.size() < 5 || line[1] != QLatin1Char('i') || line[2] != QLatin1Char(' '))
+    if (line.size() < 5 || !states.contains(line[1]) || line[2] != QLatin1Char(' '))
         return QString();
     return line.mid(4).section(QLatin1Char(' '), 0, 0);
 }
@@ -212,7 +211,7 @@ bool PackageSystem::usesZypper() const { return m_session.packageManager == zypp
  * The library takes gcc for installed when only gcc-12-base is, so the tools are asked for whole
  * names.
  */
-std::optional<QStringList> PackageSystem::installed()
+std::optional<QStringList> PackageSystem::listed(const QString &states)
 {
     QStringList lines;
     const auto code = usesZypper()
@@ -224,7 +223,7 @@ std::optional<QStringList> PackageSystem::installed()
         return std::nullopt;
     QStringList names;
     for (const QString &line : std::as_const(lines)) {
-        const QString name = usesZypper() ? nameInRpmLine(line) : nameInDpkgLine(line);
+        const QString name = usesZypper() ? nameInRpmLine(line) : nameInDpkgLine(line, states);
         names << name << name.section(QLatin1Char(':'), 0, 0);
     }
     return names;
@@ -232,7 +231,12 @@ std::optional<QStringList> PackageSystem::installed()
 
 std::optional<QStringList> PackageSystem::notInstalled(const QStringList &names)
 {
-    const auto list = installed();
+    return notListed(names, installedState);
+}
+
+std::optional<QStringList> PackageSystem::notListed(const QStringList &names, const QString &states)
+{
+    const auto list = listed(states);
     if (!list)
         return std::nullopt;
     const QSet<QString> there(list->begin(), list->end());
@@ -288,6 +292,9 @@ std::optional<PackageSystem::Obstacle> PackageSystem::tryOut(const QStringList &
 
 std::optional<PackageSystem::Obstacle> PackageSystem::install(const QStringList &names)
 {
+    // Before, as nobody may be left to do so afterwards.
+    if (const auto problem = m_session.rememberPackages(names))
+        return Obstacle {*problem};
     Facade facade(m_session.packageManager);
     int code = 0;
     std::optional<QString> running;
@@ -300,9 +307,10 @@ std::optional<PackageSystem::Obstacle> PackageSystem::install(const QStringList 
                                          Text::tr("%1 does not end.").arg(*running),
                                          Text::tr("See what it waits for, then start again."))};
     const auto missing = notInstalled(names);
-    if (!missing)
+    const auto untouched = missing ? notListed(*missing, begunStates) : std::nullopt;
+    if (!untouched)
         return doesNotAnswer(usesZypper() ? QStringLiteral("rpm") : QStringLiteral("dpkg"));
-    m_session.store.rememberPackages(m_session.packageManager, without(names, *missing));
+    m_session.store.forgetPackages(*untouched);
     if (!missing->isEmpty())
         return explain(Text::tr("Not installed: %1").arg(missing->join(QStringLiteral(", "))), code,
                        lines);

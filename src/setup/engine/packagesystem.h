@@ -41,7 +41,8 @@ public:
     int addDisc(const QString &mountPoint);
 
 private:
-    std::optional<QStringList> installed();
+    std::optional<QStringList> listed(const QString &states);
+    std::optional<QStringList> notListed(const QStringList &names, const QString &states);
     int simulate(const QStringList &names);
     bool usesZypper() const;
     Obstacle doesNotAnswer(const QString &program) const;

@@ -101,6 +101,13 @@ std::optional<Outcome> Session::rememberNames(Part part, const QString &director
     return std::nullopt;
 }
 
+std::optional<Outcome> Session::rememberPackages(const QStringList &names)
+{
+    if (store.rememberPackages(packageManager, names))
+        return std::nullopt;
+    return storeFault(names.join(QStringLiteral(", ")));
+}
+
 bool Session::pause(int milliseconds)
 {
     QEventLoop loop;

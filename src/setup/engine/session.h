@@ -106,6 +106,8 @@ public:
     std::optional<Outcome> rememberNames(Part part, const QString &directory,
                                          const QString &others);
 
+    std::optional<Outcome> rememberPackages(const QStringList &names);
+
     /** Lets events be handled for @p milliseconds. Returns false when the run is to stop. */
     bool pause(int milliseconds);
 

@@ -129,6 +129,7 @@ void Store::read()
         for (const QJsonValue &path : json.value(QStringLiteral("paths")).toArray())
             below.paths.append(path.toString());
     }
+    m_wasCutOff = root.value(QStringLiteral("unfinished")).toBool();
     m_packageManager = root.value(QStringLiteral("package_manager")).toString();
     for (const QJsonValue &name : root.value(QStringLiteral("packages")).toArray())
         m_packages.append(name.toString());
@@ -159,8 +160,10 @@ bool Store::write()
                      QJsonObject {{QStringLiteral("part"), nameOf(i->part)},
                                   {QStringLiteral("others"), i->others},
                                   {QStringLiteral("paths"), QJsonArray::fromStringList(i->paths)}});
+    const bool isUnderWay = !m_touched.isEmpty() && !m_isFinished;
     const QJsonObject root = {
         {QStringLiteral("version"), formatVersion},
+        {QStringLiteral("unfinished"), isUnderWay || (m_wasCutOff && !m_items.isEmpty())},
         {QStringLiteral("items"), items},
         {QStringLiteral("directories"), listings},
         {QStringLiteral("names"), names},
@@ -337,6 +340,15 @@ bool Store::rememberPackages(const QString &manager, const QStringList &names)
     return m_fault.isEmpty() && write();
 }
 
+bool Store::forgetPackages(const QStringList &names)
+{
+    for (const QString &name : names)
+        m_packages.removeAll(name);
+    if (isEmpty() && m_fault.isEmpty()) // a set-up that came to nothing leaves no store
+        return !QFileInfo::exists(indexFile()) || QFile::remove(indexFile());
+    return writeUnlessNew();
+}
+
 bool Store::forgetPackages()
 {
     m_packages.clear();
@@ -356,6 +368,7 @@ bool Store::seal()
 
 bool Store::finish()
 {
+    m_isFinished = true;
     settleListings();
     QVector<StoredItem> changed;
     for (const StoredItem &item : std::as_const(m_items)) {

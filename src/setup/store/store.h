@@ -113,6 +113,9 @@ public:
     QStringList packages() const { return m_packages; }
     QString packageManager() const { return m_packageManager; }
 
+    /** Whether a set-up of another process did not come to its end: it may have left anything. */
+    bool wasCutOff() const { return m_wasCutOff; }
+
     /** Whether there is anything to undo of these parts. */
     bool has(const QVector<Part> &parts) const;
 
@@ -126,8 +129,9 @@ public:
     /** The file that keeps the content of a file as it was. */
     QString contentOf(const FileState &state) const;
 
-    /** The packages are gone again. */
+    /** The packages are gone again, or these of them were never there. */
     bool forgetPackages();
+    bool forgetPackages(const QStringList &names);
 
     /** The kernel releases whose modules are among the items. */
     QStringList kernelReleases() const;
@@ -170,6 +174,8 @@ private:
     QMap<QString, Names> m_names; ///< by directory
     QString m_packageManager;
     QStringList m_packages;
+    bool m_isFinished = false;
+    bool m_wasCutOff = false;
     QSet<QString> m_touched; ///< paths that this process may have changed
 };
 
