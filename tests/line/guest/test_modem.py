@@ -538,7 +538,8 @@ class Program(unittest.TestCase):
         self.assertEqual(self.ctl("status"), (0, up, ""))
         self.assertEqual(self.ctl("line", "down"), (0, "ok\n", ""))
         self.assertEqual(self.ctl("status"), (0, up.replace("line=up", "line=down"), ""))
-        self.assertEqual(self.ctl("unplug", "modem"), (1, "", "modem: the modem is not plugged in\n"))
+        self.assertEqual(self.ctl("unplug", "modem"),
+                         (1, "", "modem: the modem is not plugged in\n"))
         self.assertEqual(self.ctl("dance"), (2, "", "modem: unknown command: dance\n"))
 
     def test_ends_and_leaves_nothing(self):

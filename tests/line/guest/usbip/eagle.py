@@ -3,8 +3,8 @@
 """A modem with an Eagle IV chip, as the kernel's ueagle-atm drives it.
 
 It is plugged in with one product number, is sent its USB firmware, and comes back with another.
-Then the driver resets it, sends the boot pages of the DSP's code, waits for a message that the modem
-is ready, writes the configuration variables, and from then on reads the status once a second.
+Then the driver resets it, sends the boot pages of the DSP's code, waits for a message that the
+modem is ready, writes the configuration variables, and from then on reads the status once a second.
 """
 
 import struct
