@@ -27,12 +27,12 @@ QRegExp debianRegExp(QStringLiteral("(^[0-9]{1}\\.[0-9]\\s*$)"));
 
 namespace {
 
-constexpr QLatin1String suseFile("/etc/SuSE-release");
-constexpr QLatin1String redhatFile("/etc/redhat-release");
-constexpr QLatin1String lsbFile("/etc/lsb-release");
-constexpr QLatin1String debianFile("/etc/debian_version");
+const QLatin1String suseFile("/etc/SuSE-release");
+const QLatin1String redhatFile("/etc/redhat-release");
+const QLatin1String lsbFile("/etc/lsb-release");
+const QLatin1String debianFile("/etc/debian_version");
 
-constexpr QLatin1String testingRelease("lenny/sid");
+const QLatin1String testingRelease("lenny/sid");
 
 /** Takes the next name for the file and returns whether it exists and could be opened. */
 bool open(QFile &file, const QString &name)

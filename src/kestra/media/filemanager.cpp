@@ -208,7 +208,8 @@ void FileManager::findFiles(QString directory, const QRegExp &pattern, QStringLi
     // One pass at the end gives what a pass after each directory would: files are only ever added
     // at the end of the list, and results follow its order.
     const QSet<QString> listed = toSet(result);
-    const QRegExp expression(pattern); // a match of ours must not show in the caller's object
+    // A match of ours must not show in the caller's object.
+    const QRegExp expression(pattern); // NOLINT(performance-unnecessary-copy-initialization)
     for (const QString &path : std::as_const(m_foundFiles)) {
         const QString fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
         if (expression.indexIn(fileName) != -1 && !listed.contains(path))
