@@ -47,7 +47,7 @@ int main(int argc, char **argv)
         return end(stdout, helpText(*options.command), ExitCode::Success);
     if (options.version)
         return end(stdout,
-                   QStringLiteral("kestra-setup %1\n").arg(application.applicationVersion()),
+                   QStringLiteral("kestra-setup %1\n").arg(QCoreApplication::applicationVersion()),
                    ExitCode::Success);
     if (options.preview)
         return runPreview(options, QCoreApplication::arguments());

@@ -90,7 +90,8 @@ Addresses addressesOf(const QString &server)
     wish.ai_flags = AI_NUMERICHOST;
     wish.ai_socktype = SOCK_DGRAM;
     addrinfo *found = nullptr;
-    ::getaddrinfo(server.toUtf8().constData(), "53", &wish, &found);
+    if (::getaddrinfo(server.toUtf8().constData(), "53", &wish, &found) != 0)
+        found = nullptr;
     return {found, ::freeaddrinfo};
 }
 

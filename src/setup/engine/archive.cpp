@@ -19,7 +19,7 @@ namespace Setup {
 namespace {
 
 // Far more than any driver or firmware has.
-constexpr qint64 mebibyte = 1024 * 1024;
+constexpr qint64 mebibyte = qint64(1024) * 1024;
 constexpr qint64 largestFile = 256 * mebibyte;
 constexpr qint64 largestContent = 1024 * mebibyte;
 constexpr int mostMembers = 50000;

@@ -348,7 +348,7 @@ QString inLog(const Session &session)
     return Text::tr("The whole output is in %1.").arg(logFile(session));
 }
 
-constexpr qint64 nearlyNothing = 64 * 1024; // bytes; the file that did not fit may be gone
+constexpr qint64 nearlyNothing = qint64(64) * 1024; // bytes; the file that did not fit may be gone
 
 bool isNearlyFull(const QString &directory)
 {

@@ -27,7 +27,7 @@ namespace Setup {
 
 namespace {
 
-constexpr qint64 largestFile = 16 * 1024 * 1024;
+constexpr qint64 largestFile = qint64(16) * 1024 * 1024;
 constexpr int deepest = 12;
 constexpr int mostEntries = 100000;
 

@@ -79,7 +79,7 @@ private:
     void add(const QString &message);
 
     QXmlStreamReader m_xml;
-    ProviderFault m_place; ///< where the present token begins
+    ProviderFault m_place = {}; ///< where the present token begins
     QSet<QString> m_countries;
     QSet<QString> m_services; ///< of the present country
     QVector<ProviderFault> m_faults;

@@ -26,7 +26,7 @@ struct Secrets
 
     /** Returns a file of pppd's options without user names and passwords, whatever their spelling.
      */
-    static QByteArray withoutLogin(const QByteArray &options);
+    static QByteArray withoutLogin(const QByteArray &content);
 };
 
 }

@@ -114,7 +114,7 @@ int Terminal::width() const
 
 QString Terminal::elapsed() const
 {
-    constexpr int longSeconds = 100;
+    constexpr qint64 longSeconds = 100;
     const qint64 time = m_stageTime.elapsed();
     if (time < longSeconds * 1000)
         return QStringLiteral("%1 s").arg(double(time) / 1000, 0, 'f', 1);
