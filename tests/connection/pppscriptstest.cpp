@@ -509,7 +509,7 @@ void PppScriptsTest::secretsResultIsThatOfChap()
 {
     QFETCH(bool, papIsWritable);
     QFETCH(bool, chapIsWritable);
-    const auto content = [this](bool isWritable) {
+    const auto content = [](bool isWritable) {
         return isWritable ? golden("secrets"_s) : QByteArray("old\n");
     };
     for (const int mode : {0600, 0644}) {

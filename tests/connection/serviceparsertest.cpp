@@ -184,8 +184,8 @@ void ServiceParserTest::hasItsInterface()
              (QList<QByteArray> {"countriesMap(QMap<int,QString>) cMap",
                                  "servicesMap(QMap<int,QString>) sMap", "foundCountry(QString) str",
                                  "foundService(QString) str",
-                                 "sendServiceData(int,int,QString,QStringList) "
-                                 "VPI,VCI,protocol,dnsServers"}));
+                                 ("sendServiceData(int,int,QString,QStringList) "
+                                  "VPI,VCI,protocol,dnsServers")}));
     QCOMPARE(slotted,
              (QList<QByteArray> {"getServicesForCountry(QString)", "requestServiceData(QString)"}));
 
