@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int patience = 30000; // ms; the settle time of the library is 5 s
-constexpr int longestPause = 1500; // ms; the hardware service takes twice as long for an answer
+constexpr int longestPause = 4000; // ms; the hardware service takes seven seconds for an answer
 
 /** Uses the window of examples/modem-window like a person, in the process of that program. */
 class User : public QObject

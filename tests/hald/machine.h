@@ -8,7 +8,7 @@
 #include <QMap>
 #include <QString>
 
-struct _UMockdevTestbed;
+struct _UMockdevTestbed; // NOLINT(bugprone-reserved-identifier): its own name
 
 namespace KestraTest {
 
