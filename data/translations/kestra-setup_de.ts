@@ -2842,5 +2842,9 @@ Exit-Codes:
         <source>&quot;%1&quot; needs one of these words after it: %2.</source>
         <translation>Nach „%1“ muss eines dieser Wörter stehen: %2.</translation>
     </message>
+    <message>
+        <source>%1 does not answer</source>
+        <translation>%1 antwortet nicht</translation>
+    </message>
 </context>
 </TS>

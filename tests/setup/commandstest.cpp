@@ -384,6 +384,16 @@ void CommandsTest::statusOfALink()
     QVERIFY(run({"status"_s}).output.contains("link:         up, lo has 192.0.2.7\n"_s));
     writeFile("/run/ppp-kestra.pid"_s, "4194304\nlo\n"); // no process has this number
     QCOMPARE(link()["up"_s].toBool(true), false);
+    QCOMPARE(link()["trouble"_s].toString("none"_s), QString());
+    QVERIFY(run({"status"_s}).output.contains("link:         down\n"_s));
+
+    // With a connection, its init script says more.
+    writeFile("/etc/kestra/connection.conf"_s, "");
+    writeFile("/etc/init.d/kestrad"_s,
+              "#!/bin/sh\necho \"kestrad: pppd is running, but not connected: $1? no line\"\n",
+              0755);
+    QCOMPARE(link()["trouble"_s].toString(), "status? no line"_s);
+    QVERIFY(run({"status"_s}).output.contains("link:         down: status? no line\n"_s));
 }
 
 void CommandsTest::jsonIsAllThatIsPrinted_data()

@@ -105,13 +105,18 @@ private Q_SLOTS:
     void moduleThatCannotBeLoaded();
     void pppdThatEnds();
     void pppdThatGoesOnTrying();
+    void pppdThatTellsWhy_data();
+    void pppdThatTellsWhy();
+    void modemThatIsUnplugged();
+    void moduleThatWasReplaced_data();
+    void moduleThatWasReplaced();
     void pppdThatDied();
     void startTwiceAndStop();
 };
 
 void InitScriptTest::initTestCase()
 {
-    for (const QString &directory : {"/sys/class"_s, tools})
+    for (const QString &directory : {"/sys/class"_s, "/sys/module"_s, tools})
         QCOMPARE(QProcess::execute("mount"_s, {"-t"_s, "tmpfs"_s, "tmpfs"_s, directory}), 0);
 }
 
@@ -121,6 +126,8 @@ void InitScriptTest::init()
     remove(configuration);
     remove("/sys/class/atm"_s);
     remove("/sys/class/net"_s);
+    remove("/sys/module/ueagle_atm"_s);
+    remove(tools + "/modinfo"_s);
     writeFile("/etc/ppp/peers/kestra"_s,
               "noauth\nplugin pppoatm.so 8.35\nuser \"me\"\nllc-encaps\n");
     writeFile("/etc/ppp/peers/kestra_unicorn"_s, "noauth\n");
@@ -197,7 +204,7 @@ void InitScriptTest::pppoa()
     QCOMPARE(result.code, 0);
     QCOMPARE(result.output, QByteArray("kestrad: waiting for the line\nkestrad: connected\n"));
     QCOMPARE(callsOf("modprobe"), QByteArrayList({"-- ueagle-atm", "-- pppoatm"}));
-    QCOMPARE(callsOf("pppd"), QByteArrayList({"file /run/kestra.options linkname kestra"}));
+    QCOMPARE(callsOf("pppd"), QByteArrayList({"file /run/kestra.options linkname kestra logfd 3"}));
     QVERIFY(callsOf("br2684ctl").isEmpty());
     QCOMPARE(readFile("/run/kestra.options"_s),
              QByteArray("noauth\nplugin pppoatm.so 0.8.35\nuser \"me\"\nllc-encaps\n"));
@@ -218,7 +225,7 @@ void InitScriptTest::pppoe()
     QCOMPARE(callsOf("modprobe"), QByteArrayList({"-- ueagle-atm", "-- br2684", "-- pppoe"}));
     QCOMPARE(callsOf("br2684ctl"), QByteArrayList({"-b -c 0 -e 1 -a 0.0.38"}));
     QCOMPARE(callsOf("ip").first(), QByteArray("link set nas0 up"));
-    QCOMPARE(callsOf("pppd"), QByteArrayList({"call kestra linkname kestra"}));
+    QCOMPARE(callsOf("pppd"), QByteArrayList({"call kestra linkname kestra logfd 3"}));
 }
 
 void InitScriptTest::pppoeWithLlc()
@@ -254,7 +261,7 @@ void InitScriptTest::unicorn()
     QCOMPARE(result.code, 0);
     QCOMPARE(callsOf("modprobe"), QByteArrayList({"-- unicorn_usb_eth", "-- pppoe"}));
     QCOMPARE(callsOf("ip").first(), QByteArray("link set dsl0 up"));
-    QCOMPARE(callsOf("pppd"), QByteArrayList({"call kestra_unicorn linkname kestra"}));
+    QCOMPARE(callsOf("pppd"), QByteArrayList({"call kestra_unicorn linkname kestra logfd 3"}));
 }
 
 void InitScriptTest::theDeviceIsFoundByItsType()
@@ -315,6 +322,87 @@ void InitScriptTest::pppdThatGoesOnTrying()
     QVERIFY2(result.output.endsWith("kestrad: not connected yet; pppd goes on trying\n"),
              result.output.constData());
     QCOMPARE(run("status"_s).output, QByteArray("kestrad: pppd is running, but not connected\n"));
+}
+
+void InitScriptTest::pppdThatTellsWhy_data()
+{
+    QTest::addColumn<QByteArray>("message");
+    QTest::addColumn<QByteArray>("reason");
+    const QByteArray refused = ": the provider refuses the user name or the password";
+    const QByteArray silent = ": the provider does not answer";
+    QTest::newRow("chap") << QByteArray("CHAP authentication failed: try again") << refused;
+    QTest::newRow("pap") << QByteArray("PAP authentication failed") << refused;
+    QTest::newRow("lcp") << QByteArray("LCP: timeout sending Config-Requests") << silent;
+    QTest::newRow("discovery") << QByteArray("Timeout waiting for PADO packets") << silent;
+    QTest::newRow("later") << QByteArray("PAP authentication failed\nTerminating\n"
+                                         "LCP: timeout sending Config-Requests")
+                           << silent;
+    QTest::newRow("over") << QByteArray("PAP authentication failed\nlocal  IP address 192.0.2.7")
+                          << QByteArray();
+    QTest::newRow("unknown") << QByteArray("Connect: ppp0 <--> nas0") << QByteArray();
+}
+
+void InitScriptTest::pppdThatTellsWhy()
+{
+    QFETCH(QByteArray, message);
+    QFETCH(QByteArray, reason);
+    writeConfiguration("");
+    addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 1);
+    writeTool("ip"_s);
+    writeTool("pppd"_s, "printf '%s\\n' '" + message + "' >&3" + goodPppd);
+    QCOMPARE(run("start"_s).output,
+             "kestrad: waiting for the line\nkestrad: not connected yet" + reason
+                 + "; pppd goes on trying\n");
+    QCOMPARE(run("status"_s).output, "kestrad: pppd is running, but not connected" + reason + "\n");
+    QCOMPARE(run("stop"_s).code, 0);
+    QVERIFY(!exists("/run/kestra.log"_s));
+    QVERIFY(!exists("/run/kestra.trouble"_s));
+}
+
+void InitScriptTest::modemThatIsUnplugged()
+{
+    writeConfiguration("");
+    addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 1);
+    QCOMPARE(run("start"_s).code, 0);
+    writeTool("ip"_s);
+    addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 0);
+    QCOMPARE(run("status"_s).output,
+             QByteArray("kestrad: pppd is running, but not connected: the line is down\n"));
+    remove("/sys/class/atm"_s);
+    QCOMPARE(run("status"_s).output,
+             QByteArray("kestrad: pppd is running, but not connected: the modem is not there\n"));
+}
+
+void InitScriptTest::moduleThatWasReplaced_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("isOutdated");
+    const QByteArray identity("\x04\0\0\0 one \n identity\0", 20);
+    QTest::newRow("the same") << "ueagle-atm.ko"_s
+                              << "ELF" + identity + "text" << false;
+    QTest::newRow("another") << "ueagle-atm.ko"_s << QByteArray("ELF, another identity") << true;
+    QTest::newRow("compressed") << "ueagle-atm.ko.xz"_s << QByteArray("xz") << false;
+}
+
+void InitScriptTest::moduleThatWasReplaced()
+{
+    QFETCH(QString, file);
+    QFETCH(QByteArray, content);
+    QFETCH(bool, isOutdated);
+    const QString path = "/opt/"_s + file;
+    writeFile(path, content);
+    writeFile("/sys/module/ueagle_atm/notes/.note.gnu.build-id"_s,
+              QByteArray("\x04\0\0\0 one \n identity\0", 20));
+    writeTool("modinfo"_s, "echo " + path.toLatin1());
+    writeConfiguration("");
+    addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 1);
+    QCOMPARE(run("start"_s).code, 0);
+    QByteArrayList expected {"-- ueagle-atm", "-- pppoatm"};
+    if (isOutdated)
+        expected.prepend("-r -- ueagle-atm");
+    QCOMPARE(callsOf("modprobe"), expected);
+    remove(path);
 }
 
 void InitScriptTest::pppdThatDied()

@@ -19,6 +19,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QMap>
+#include <QProcess>
 #include <QSet>
 
 #include <arpa/inet.h>
@@ -170,6 +171,28 @@ QStringList addressesOf(const QString &interface)
     return addresses;
 }
 
+/** The init script knows what keeps a link down. Whoever has replaced it must not keep us waiting.
+ */
+QString troubleOfLink()
+{
+    constexpr int patience = 10000; // milliseconds
+    if (!QFileInfo::exists(connectionFile()) || !QFileInfo(initScript()).isExecutable())
+        return QString();
+    QProcess script;
+    script.setProcessChannelMode(QProcess::MergedChannels);
+    script.start(initScript(), {QStringLiteral("status")});
+    if (!script.waitForFinished(patience)) {
+        script.kill();
+        script.waitForFinished();
+        return Text::tr("%1 does not answer").arg(initScript());
+    }
+    const QString said =
+        QString::fromLocal8Bit(script.readAll()).trimmed().section(QLatin1Char('\n'), -1);
+    const QString before = QStringLiteral("not connected: ");
+    const int found = int(said.indexOf(before));
+    return found < 0 ? QString() : said.mid(found + before.size());
+}
+
 /** pppd writes its number and, once it has one, its interface. */
 Aspect link(const Options &)
 {
@@ -183,8 +206,12 @@ Aspect link(const Options &)
         text = Text::tr("up, %1 has %2").arg(interface, addresses.join(QStringLiteral(", ")));
     else if (runs)
         text = Text::tr("pppd runs, but is not connected");
+    const QString trouble = troubleOfLink();
+    if (!trouble.isEmpty())
+        text += QStringLiteral(": ") + trouble;
     return {text,
             QJsonObject {{QStringLiteral("up"), !addresses.isEmpty()},
+                         {QStringLiteral("trouble"), trouble},
                          {QStringLiteral("interface"), interface},
                          {QStringLiteral("addresses"), QJsonArray::fromStringList(addresses)}}};
 }
