@@ -806,6 +806,7 @@ void makeImage(const QString &path)
 
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is the name that is declared
 #define REAL_DISC(device)                                                                          \
     const QTemporaryDir imageDirectory;                                                            \
     makeImage(imageDirectory.filePath("disc.img"_s));                                              \
@@ -813,6 +814,7 @@ void makeImage(const QString &path)
     if (device.path().isEmpty())                                                                   \
         QSKIP("no loop device: needs root");                                                       \
     m_hal->setProperty(disc, "block.device"_s, device.path())
+// NOLINTEND(bugprone-macro-parentheses)
 
 void MountUmountTest::realImageIsMountedAndUnmounted()
 {
