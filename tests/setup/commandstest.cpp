@@ -394,6 +394,10 @@ void CommandsTest::statusOfALink()
               0755);
     QCOMPARE(link()["trouble"_s].toString(), "status? no line"_s);
     QVERIFY(run({"status"_s}).output.contains("link:         down: status? no line\n"_s));
+    writeFile("/etc/init.d/kestrad"_s, "#!/bin/sh\necho 'kestrad: not running: refused'\n", 0755);
+    QCOMPARE(link()["trouble"_s].toString(), "refused"_s);
+    writeFile("/etc/init.d/kestrad"_s, "#!/bin/sh\necho 'kestrad: not running'\n", 0755);
+    QCOMPARE(link()["trouble"_s].toString("none"_s), QString());
 }
 
 void CommandsTest::jsonIsAllThatIsPrinted_data()

@@ -107,6 +107,7 @@ private Q_SLOTS:
     void pppdThatGoesOnTrying();
     void pppdThatTellsWhy_data();
     void pppdThatTellsWhy();
+    void loginThatIsRefused();
     void modemThatIsUnplugged();
     void moduleThatWasReplaced_data();
     void moduleThatWasReplaced();
@@ -204,7 +205,8 @@ void InitScriptTest::pppoa()
     QCOMPARE(result.code, 0);
     QCOMPARE(result.output, QByteArray("kestrad: waiting for the line\nkestrad: connected\n"));
     QCOMPARE(callsOf("modprobe"), QByteArrayList({"-- ueagle-atm", "-- pppoatm"}));
-    QCOMPARE(callsOf("pppd"), QByteArrayList({"file /run/kestra.options linkname kestra logfd 3"}));
+    QCOMPARE(callsOf("pppd"),
+             QByteArrayList({"file /run/kestra.options maxfail 0 linkname kestra logfd 3"}));
     QVERIFY(callsOf("br2684ctl").isEmpty());
     QCOMPARE(readFile("/run/kestra.options"_s),
              QByteArray("noauth\nplugin pppoatm.so 0.8.35\nuser \"me\"\nllc-encaps\n"));
@@ -225,7 +227,7 @@ void InitScriptTest::pppoe()
     QCOMPARE(callsOf("modprobe"), QByteArrayList({"-- ueagle-atm", "-- br2684", "-- pppoe"}));
     QCOMPARE(callsOf("br2684ctl"), QByteArrayList({"-b -c 0 -e 1 -a 0.0.38"}));
     QCOMPARE(callsOf("ip").first(), QByteArray("link set nas0 up"));
-    QCOMPARE(callsOf("pppd"), QByteArrayList({"call kestra linkname kestra logfd 3"}));
+    QCOMPARE(callsOf("pppd"), QByteArrayList({"call kestra maxfail 0 linkname kestra logfd 3"}));
 }
 
 void InitScriptTest::pppoeWithLlc()
@@ -261,7 +263,8 @@ void InitScriptTest::unicorn()
     QCOMPARE(result.code, 0);
     QCOMPARE(callsOf("modprobe"), QByteArrayList({"-- unicorn_usb_eth", "-- pppoe"}));
     QCOMPARE(callsOf("ip").first(), QByteArray("link set dsl0 up"));
-    QCOMPARE(callsOf("pppd"), QByteArrayList({"call kestra_unicorn linkname kestra logfd 3"}));
+    QCOMPARE(callsOf("pppd"),
+             QByteArrayList({"call kestra_unicorn maxfail 0 linkname kestra logfd 3"}));
 }
 
 void InitScriptTest::theDeviceIsFoundByItsType()
@@ -357,6 +360,34 @@ void InitScriptTest::pppdThatTellsWhy()
     QCOMPARE(run("stop"_s).code, 0);
     QVERIFY(!exists("/run/kestra.log"_s));
     QVERIFY(!exists("/run/kestra.trouble"_s));
+}
+
+void InitScriptTest::loginThatIsRefused()
+{
+    const QByteArray once = "CHAP authentication failed: no\\nCHAP authentication failed\\n"
+                            "Connection terminated.\\n";
+    const QByteArray down = "Connection terminated.\\n";
+    const QByteArray reason = "the provider refuses the user name or the password\n";
+    writeConfiguration("");
+    addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 1);
+    writeTool("ip"_s);
+    const auto pppdSays = [](const QByteArray &text) {
+        writeTool("pppd"_s, goodPppd + "printf '" + text + "' >&3; sleep 1");
+    };
+    // Twice before a connection and twice after it, which is not three times in a row.
+    pppdSays(once + once + "local  IP address 192.0.2.7\\n" + down + down + down + once + once);
+    QCOMPARE(run("start"_s).code, 0);
+    QCOMPARE(run("status"_s).output, "kestrad: pppd is running, but not connected: " + reason);
+    QCOMPARE(run("stop"_s).code, 0);
+
+    pppdSays(once + once + once);
+    const Result start = run("start"_s);
+    QCOMPARE(start.code, 1);
+    QCOMPARE(start.errors, "kestrad: pppd has ended: " + reason);
+    remove("/run/ppp-kestra.pid"_s); // pppd's to remove
+    const Result status = run("status"_s);
+    QCOMPARE(status.code, 3);
+    QCOMPARE(status.output, "kestrad: not running: " + reason);
 }
 
 void InitScriptTest::modemThatIsUnplugged()

@@ -20,6 +20,7 @@
 #include <QJsonArray>
 #include <QMap>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSet>
 
 #include <arpa/inet.h>
@@ -188,9 +189,9 @@ QString troubleOfLink()
     }
     const QString said =
         QString::fromLocal8Bit(script.readAll()).trimmed().section(QLatin1Char('\n'), -1);
-    const QString before = QStringLiteral("not connected: ");
-    const int found = int(said.indexOf(before));
-    return found < 0 ? QString() : said.mid(found + before.size());
+    static const QRegularExpression reason(
+        QStringLiteral("^[^:]+: .*not (?:connected|running): (.*)$"));
+    return reason.match(said).captured(1);
 }
 
 /** pppd writes its number and, once it has one, its interface. */
