@@ -97,6 +97,7 @@ private Q_SLOTS:
     void pppoa();
     void pppoe();
     void pppoeWithLlc();
+    void bridgeEnds();
     void severalModules();
     void unicorn();
     void theDeviceIsFoundByItsType();
@@ -238,6 +239,22 @@ void InitScriptTest::pppoeWithLlc()
     QCOMPARE(callsOf("br2684ctl"), QByteArrayList({"-b -c 0 -e 0 -a 0.8.35"}));
 }
 
+void InitScriptTest::bridgeEnds()
+{
+    // As br2684ctl does it: it leaves a number without the end of a line.
+    writeTool("br2684ctl"_s,
+              "cp /bin/sleep /tmp/br2684ctl\nsetsid /tmp/br2684ctl 60 >/dev/null 2>&1 &\n"
+              "printf %s $! >/run/br2684ctl-nas0.pid\nmkdir -p /sys/class/net/nas0");
+    writeConfiguration("PROTOCOL=pppoe\n");
+    addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 1);
+    QCOMPARE(run("start"_s).code, 0);
+    const QString process = "/proc/"_s + QString::fromLatin1(readFile("/run/br2684ctl-nas0.pid"_s));
+    QVERIFY(exists(process));
+    QCOMPARE(run("stop"_s).code, 0);
+    QVERIFY(!exists(process));
+    remove("/run/br2684ctl-nas0.pid"_s);
+}
+
 void InitScriptTest::severalModules()
 {
     // An earlier value, of whoever starts the script, is not that of the connection.
@@ -372,7 +389,7 @@ void InitScriptTest::loginThatIsRefused()
     addAtmDevice("ueagle-atm0"_s, "ueagle-atm", 0, 1);
     writeTool("ip"_s);
     const auto pppdSays = [](const QByteArray &text) {
-        writeTool("pppd"_s, goodPppd + "printf '" + text + "' >&3; sleep 1");
+        writeTool("pppd"_s, goodPppd + "sleep 0.5; printf '" + text + "' >&3; sleep 1");
     };
     // Twice before a connection and twice after it, which is not three times in a row.
     pppdSays(once + once + "local  IP address 192.0.2.7\\n" + down + down + down + once + once);
