@@ -394,6 +394,13 @@ void CommandsTest::statusOfALink()
               0755);
     QCOMPARE(link()["trouble"_s].toString(), "status? no line"_s);
     QVERIFY(run({"status"_s}).output.contains("link:         down: status? no line\n"_s));
+    writeFile("/run/ppp-kestra.pid"_s,
+              QByteArray::number(QCoreApplication::applicationPid()) + "\nlo\n");
+    QCOMPARE(link()["up"_s].toBool(true), false);
+    QCOMPARE(link()["addresses"_s].toArray(), QJsonArray {"192.0.2.7"_s});
+    QVERIFY(
+        run({"status"_s})
+            .output.contains("link:         pppd runs, but is not connected: status? no line\n"_s));
     writeFile("/etc/init.d/kestrad"_s, "#!/bin/sh\necho 'kestrad: not running: refused'\n", 0755);
     QCOMPARE(link()["trouble"_s].toString(), "refused"_s);
     writeFile("/etc/init.d/kestrad"_s, "#!/bin/sh\necho 'kestrad: not running'\n", 0755);

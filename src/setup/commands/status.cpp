@@ -202,16 +202,18 @@ Aspect link(const Options &)
         && !lines.value(0).trimmed().isEmpty();
     const QString interface = runs ? lines.value(1).trimmed() : QString();
     const QStringList addresses = interface.isEmpty() ? QStringList() : addressesOf(interface);
+    // Addresses stay for a while when nobody is at the other end any more.
+    const QString trouble = troubleOfLink();
+    const bool isUp = !addresses.isEmpty() && trouble.isEmpty();
     QString text = Text::tr("down");
-    if (!addresses.isEmpty())
+    if (isUp)
         text = Text::tr("up, %1 has %2").arg(interface, addresses.join(QStringLiteral(", ")));
     else if (runs)
         text = Text::tr("pppd runs, but is not connected");
-    const QString trouble = troubleOfLink();
     if (!trouble.isEmpty())
         text += QStringLiteral(": ") + trouble;
     return {text,
-            QJsonObject {{QStringLiteral("up"), !addresses.isEmpty()},
+            QJsonObject {{QStringLiteral("up"), isUp},
                          {QStringLiteral("trouble"), trouble},
                          {QStringLiteral("interface"), interface},
                          {QStringLiteral("addresses"), QJsonArray::fromStringList(addresses)}}};
