@@ -62,6 +62,7 @@ const QByteArray goodPppd = R"(
 case "$*" in *linkname\ kestra*) ;; *) exit 1 ;; esac
 cp /bin/sleep /tmp/pppd
 setsid /tmp/pppd 60 </dev/null >/dev/null 2>&1 &
+until grep -qx pppd /proc/$!/comm; do sleep 0.01; done
 printf '%s\nppp0\n' $! >/run/ppp-kestra.pid
 )";
 
