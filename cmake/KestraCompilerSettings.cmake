@@ -23,6 +23,8 @@ if(KESTRA_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# On 32 bits, too, a file may be larger than 2 GiB, have a long inode number or be of the year 2038.
+add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 add_compile_definitions(
     QT_NO_KEYWORDS
     QT_NO_CAST_FROM_ASCII

@@ -21,6 +21,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#ifndef SYS_fcntl64 // which only 32-bit machines have
+#define SYS_fcntl64 SYS_fcntl
+#endif
+
 namespace {
 
 bool locksAreUnavailable = false;
@@ -28,8 +32,13 @@ bool locksAreUnavailable = false;
 }
 
 // Stands before the C library's function, for the library under test too: no file system that can
-// be mounted here is out of locks.
-extern "C" __attribute__((visibility("default"))) int fcntl(int fd, int command, ...)
+// be mounted here is out of locks. Which of its names is called depends on the width of an offset
+// and of a time.
+extern "C" {
+
+__attribute__((visibility("default"))) int controlFile(int fd, int command, ...) __asm__("fcntl64");
+
+int controlFile(int fd, int command, ...)
 {
     va_list arguments;
     va_start(arguments, command);
@@ -39,7 +48,13 @@ extern "C" __attribute__((visibility("default"))) int fcntl(int fd, int command,
         errno = ENOLCK;
         return -1;
     }
-    return static_cast<int>(syscall(SYS_fcntl, fd, command, argument));
+    return static_cast<int>(syscall(SYS_fcntl64, fd, command, argument));
+}
+
+__attribute__((visibility("default"), alias("fcntl64"))) int
+controlFilePlainly(int fd, int command, ...) __asm__("fcntl");
+__attribute__((visibility("default"), alias("fcntl64"))) int
+controlFileWithTime(int fd, int command, ...) __asm__("__fcntl_time64");
 }
 
 using namespace KestraTest;

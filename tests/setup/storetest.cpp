@@ -63,6 +63,7 @@ private Q_SLOTS:
     void newFilesAreRemoved();
     void addedNamesAreRemoved();
     void timeComesBackWithTheContent();
+    void timeOfTheNextCenturyComesBack();
     void packagesAreRemembered();
     void contentIsKeptOnce();
     void unchangedIsForgottenAtTheEnd();
@@ -372,6 +373,21 @@ void StoreTest::timeComesBackWithTheContent()
     QVERIFY(store.finish());
     QVERIFY(FileState::of(file).hasTimeOf(before));
     QVERIFY(Store().items().isEmpty());
+}
+
+void StoreTest::timeOfTheNextCenturyComesBack()
+{
+    writeFile(file, "x");
+    const qint64 seconds = 4102444800;
+    const timespec times[2] = {{0, UTIME_OMIT}, {time_t(seconds), 5}};
+    QCOMPARE(::utimensat(AT_FDCWD, qPrintable(file), times, 0), 0);
+    QCOMPARE(int(FileState::of(file).kind), int(FileState::File));
+    QVERIFY(Store().remember(Part::Driver, file));
+    remove(file);
+    QCOMPARE(Store().undo({Part::Driver}, true).restored, QStringList(file));
+    QCOMPARE(readFile(file), QByteArray("x"));
+    QCOMPARE(qint64(statusOf(file).st_mtim.tv_sec), seconds);
+    QCOMPARE(qint64(statusOf(file).st_mtim.tv_nsec), qint64(5));
 }
 
 void StoreTest::packagesAreRemembered()
