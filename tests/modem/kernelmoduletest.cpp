@@ -74,7 +74,7 @@ void KernelModuleTest::initTestCase()
 {
     headers = kernelHeaders();
     if (headers.isEmpty())
-        QSKIP("no kernel headers in /usr/src (linux-headers-amd64)");
+        QSKIP("no kernel headers in /usr/src (linux-headers-amd64, linux-headers-686-pae)");
     for (const char *variable : {"MAKEFLAGS", "MAKELEVEL", "MFLAGS", "GNUMAKEFLAGS"})
         qunsetenv(variable);
 }

@@ -20,7 +20,8 @@ QString headers()
 {
     const QDir sources("/usr/src"_s);
     const QStringList names =
-        sources.entryList({"linux-headers-*-amd64"_s}, QDir::Dirs, QDir::Name | QDir::Reversed);
+        sources.entryList({"linux-headers-*-amd64"_s, "linux-headers-*-686*"_s}, QDir::Dirs,
+                          QDir::Name | QDir::Reversed);
     return names.isEmpty() ? QString() : sources.filePath(names.first());
 }
 
@@ -75,7 +76,8 @@ private:
 void BundleTest::initTestCase()
 {
     m_headers = headers();
-    QVERIFY2(!m_headers.isEmpty(), "the package linux-headers-amd64 is not installed");
+    QVERIFY2(!m_headers.isEmpty(),
+             "no package linux-headers-amd64 or linux-headers-686-pae is installed");
     QCOMPARE(QProcess::execute("cp"_s, {"-r"_s, QStringLiteral(KESTRA_DATA_DIRECTORY), data}), 0);
     for (const char *driver : {"ueagle-atm", "speedtch", "cxacru"})
         QCOMPARE(QProcess::execute(QStringLiteral(KESTRA_BUNDLE_SCRIPT),
