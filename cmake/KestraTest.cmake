@@ -40,6 +40,7 @@ function(kestra_add_test)
     add_executable(${test_NAME} ${test_SOURCES})
     target_link_libraries(${test_NAME} PRIVATE kestratest ${test_LIBRARIES})
     target_compile_definitions(${test_NAME} PRIVATE ${test_DEFINITIONS})
+    kestra_precompile_as(${test_NAME} testheaders)
 
     kestra_add_sandboxed_test(NAME ${test_NAME}
         COMMAND ${KESTRA_TEST_LAUNCHER} $<TARGET_FILE:${test_NAME}>

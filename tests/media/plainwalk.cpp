@@ -98,7 +98,7 @@ void PlainWalk::findFiles(const QString &directory, const QRegExp &pattern, QStr
     for (const QString &name : list(listed, Directories | NoLinks))
         findFiles(QDir(directory).absolutePath() + "/"_s + name, pattern, result);
     for (const QString &path : qAsConst(foundFiles)) {
-        if (!result.contains(path) && QFileInfo(path).fileName().indexOf(pattern) != -1)
+        if (!result.contains(path) && pattern.indexIn(QFileInfo(path).fileName()) != -1)
             result.append(path);
     }
 }

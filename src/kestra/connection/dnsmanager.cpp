@@ -13,6 +13,7 @@
 
 using Kestra::Private::debugLine;
 using Kestra::Private::readLine;
+using Kestra::Private::shown;
 using Kestra::Private::text;
 
 namespace {
@@ -62,11 +63,12 @@ bool DNS_Manager::setServers(QStringList &servers)
                  << "in WriteOnly mode!";
         return false;
     }
-    qDebug() << "valid addresses:" << servers;
+    qDebug() << "valid addresses:" << shown(servers).constData();
     for (const QString &server : std::as_const(servers))
         m_resolvFile.write("nameserver " + server.toLatin1() + '\n');
     m_resolvFile.close();
-    qDebug() << "Kestra::setDNS(): The DNS servers" << servers << "have been written.";
+    qDebug() << "Kestra::setDNS(): The DNS servers" << shown(servers).constData()
+             << "have been written.";
     return true;
 }
 

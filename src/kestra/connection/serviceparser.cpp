@@ -3,7 +3,11 @@
 
 #include "serviceparser.h"
 
+#include <kestra/foundation/text_p.h>
+
 #include <QDebug>
+
+using Kestra::Private::shown;
 
 namespace {
 
@@ -103,7 +107,7 @@ void ServiceParser::sendCurrentService()
     addServer(m_dnsServer2Element, "DNS Server 2 is empty!");
 
     qDebug() << "VPI:" << m_vpi << "VCI:" << m_vci << "PROTOCOL:" << m_protocol
-             << "\nDNS Servers:" << m_dnsServers;
+             << "\nDNS Servers:" << shown(m_dnsServers).constData();
     Q_EMIT sendServiceData(m_vpi, m_vci, m_protocol, m_dnsServers);
 }
 

@@ -3,6 +3,7 @@
 
 #include "text_p.h"
 
+#include <QDebug>
 #include <QIODevice>
 
 namespace Kestra::Private {
@@ -16,6 +17,16 @@ QString textUpToNul(const QByteArray &bytes)
 {
     return QString::fromLatin1(bytes.constData(),
                                static_cast<int>(qstrnlen(bytes.constData(), bytes.size())));
+}
+
+QByteArray shown(const QStringList &list)
+{
+    QStringList items;
+    for (const QString &item : list) {
+        items.append(QString());
+        QDebug(&items.last()).nospace() << item;
+    }
+    return '(' + items.join(QStringLiteral(", ")).toUtf8() + ')';
 }
 
 QByteArray readLine(QIODevice &device, int maxSize)

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 class QIODevice;
 
@@ -17,6 +18,9 @@ QString text(const QByteArray &bytes);
 
 /** Converts the bytes up to the first zero byte. */
 QString textUpToNul(const QByteArray &bytes);
+
+/** The list as messages show it: ("one", "two"). Qt 6 would put the name of its type in front. */
+QByteArray shown(const QStringList &list);
 
 /**
  * Reads one line, its terminator included, in a buffer of @p maxSize bytes.

@@ -3,8 +3,6 @@
 
 #include "width.h"
 
-#include <QVector>
-
 #include <algorithm>
 #include <cwchar>
 
@@ -31,14 +29,14 @@ int columnsOf(const QString &text)
 
 QString fitted(const QString &text, int columns)
 {
-    const QVector<uint> characters = text.toUcs4();
-    int size = 0;
-    for (int used = 0; size < characters.size(); ++size) {
-        used += columnsOf(characters[size]);
+    int size = 0, used = 0;
+    for (const uint character : text.toUcs4()) {
+        used += columnsOf(character);
         if (used > columns)
             break;
+        size += QChar::requiresSurrogates(character) ? 2 : 1;
     }
-    return QString::fromUcs4(characters.constData(), size);
+    return text.left(size);
 }
 
 QString padded(const QString &text, int columns)
