@@ -40,6 +40,7 @@ class Screen
 {
 public:
     explicit Screen(const QStringList &command)
+        : m_server(QStringLiteral("guided%1").arg(++s_servers))
     {
         writeFile("/tmp/tmux.conf"_s, "set -g status off\n");
         tmux(QStringList {"-f"_s, "/tmp/tmux.conf"_s, "new-session"_s, "-d"_s, "-x"_s, "100"_s,
@@ -84,13 +85,17 @@ public:
     }
 
 private:
-    static QByteArray tmux(const QStringList &arguments)
+    QByteArray tmux(const QStringList &arguments) const
     {
         QProcess process;
-        process.start("tmux"_s, QStringList {"-L"_s, "guided"_s} + arguments);
+        process.start("tmux"_s, QStringList {"-L"_s, m_server} + arguments);
         process.waitForFinished();
         return process.readAllStandardOutput();
     }
+
+    // One that has been told to end still takes the next session for a moment, and ends with it.
+    static inline int s_servers = 0;
+    const QString m_server;
 };
 
 /** What differs from run to run and from machine to machine. */
