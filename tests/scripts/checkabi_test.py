@@ -5,6 +5,7 @@
 Argument: scripts/check-abi.
 """
 
+import os
 import pathlib
 import subprocess
 import sys
@@ -61,12 +62,13 @@ class Interface(unittest.TestCase):
             check=True,
         )
 
-    def check(self, *options):
+    def check(self, *options, path=os.environ["PATH"]):
         return subprocess.run(
             [CHECK, "--library", self.library, "--headers", self.scratch / "thing"]
             + ["--records", self.records, *options],
             capture_output=True,
             encoding="utf-8",
+            env={**os.environ, "PATH": path},
             check=False,
         )
 
@@ -194,6 +196,24 @@ class Refusals(Interface):
     def test_no_library(self):
         self.library.unlink()
         self.assertEqual(self.check().returncode, 2)
+
+    def test_comparison_that_does_not_end_well(self):
+        for ending in ("kill -ILL $$", "echo broken; exit 1", "exit 3"):
+            tools = self.scratch / "tools"
+            tools.mkdir(exist_ok=True)
+            (tools / "abidiff").write_text(f"#!/bin/sh\n{ending}\n")
+            (tools / "abidiff").chmod(0o755)
+            with self.subTest(ending=ending):
+                result = self.check(path=f"{tools}:{os.environ['PATH']}")
+                self.assertEqual(result.returncode, 2)
+                self.assertIn("abidiff", result.stderr)
+
+    def test_changes_without_a_word(self):
+        tools = self.scratch / "tools"
+        tools.mkdir()
+        (tools / "abidiff").write_text("#!/bin/sh\nexit 4\n")
+        (tools / "abidiff").chmod(0o755)
+        self.assertEqual(self.check(path=f"{tools}:{os.environ['PATH']}").returncode, 1)
 
     def test_no_record(self):
         for file in self.records.iterdir():
