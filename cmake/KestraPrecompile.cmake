@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
 # Most of a compilation is Qt's headers. Precompiled, a test builds four times as fast; but a source
-# that forgets to include one then compiles, too, so at least one build has to do without.
+# that forgets to include one then compiles, too. So the preset "ci" does without.
 option(KESTRA_PRECOMPILE "Compile Qt's headers once for all sources of a target" OFF)
 
 # kestra_precompile(target header...)
