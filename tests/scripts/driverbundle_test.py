@@ -7,6 +7,7 @@ Argument: scripts/make-driver-bundle.
 
 import os
 import pathlib
+import resource
 import subprocess
 import sys
 import tarfile
@@ -29,9 +30,9 @@ class Bundle(unittest.TestCase):
             (atm / name).write_text(f"/* {name} */\n")
         (atm / "other.c").write_text("/* not wanted */\n")
 
-    def run_script(self, *arguments):
+    def run_script(self, *arguments, **how):
         return subprocess.run(
-            [MAKE_BUNDLE, *arguments], capture_output=True, encoding="utf-8", check=False
+            [MAKE_BUNDLE, *arguments], capture_output=True, encoding="utf-8", check=False, **how
         )
 
     def cut(self, driver, source=None, output="output"):
@@ -91,6 +92,98 @@ class Contents(Bundle):
         self.assertEqual(self.cut("ueagle-atm", archive, "third").read_bytes(), first)
 
 
+class Output(Bundle):
+    def test_name_that_looks_like_an_option(self):
+        result = self.run_script("cxacru", "--output", "-x", "--source", self.source, cwd=self.scratch)
+        self.assertEqual((result.returncode, result.stdout), (0, "-x/cxacru-neo.tar.gz\n"))
+
+    def test_half_a_bundle_replaces_nothing(self):
+        bundle = self.cut("cxacru")
+        before = bundle.read_bytes()
+        for name in "cxacru.c", "usbatm.c", "usbatm.h":
+            (self.source / "drivers/usb/atm" / name).write_bytes(os.urandom(40000))
+        limit = (65536, resource.RLIM_INFINITY)  # room for each of them, but not for the bundle
+        result = self.run_script(
+            *("cxacru", "--output", bundle.parent, "--source", self.source),
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, limit),
+        )
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertIn(f"make-driver-bundle: cannot write {bundle}\n", result.stderr)
+        self.assertEqual(bundle.read_bytes(), before)
+        self.assertEqual(list(bundle.parent.iterdir()), [bundle])
+
+    def test_others_may_read_it(self):
+        self.assertEqual(self.cut("cxacru").stat().st_mode & 0o777, 0o666 & ~os.umask(0o022))
+
+
+class Download(Bundle):
+    """From an apt-get that hands a package out that was built here."""
+
+    def setUp(self):
+        super().setUp()
+        tree = self.scratch / "package"
+        (tree / "DEBIAN").mkdir(parents=True)
+        (tree / "DEBIAN/control").write_text(
+            "Package: linux-source-6.1\nVersion: 1\nArchitecture: all\n"
+            "Maintainer: nobody <nobody@example.net>\nDescription: sources of a few lines\n"
+        )
+        (tree / "usr/src").mkdir(parents=True)
+        self.pack("package/usr/src/linux-source-6.1.tar.xz")
+        package = self.scratch / "linux-source-6.1_1_all.deb"
+        subprocess.run(["dpkg-deb", "-b", tree, package], capture_output=True, check=True)
+        self.tools = self.scratch / "tools"
+        self.tools.mkdir()
+        self.serve(f"cp {package} .")
+        self.temporary = self.scratch / "temporary"
+        self.temporary.mkdir()
+
+    def serve(self, command):
+        (self.tools / "apt-get").write_text(f"#!/bin/sh\n{command}\n")
+        (self.tools / "apt-get").chmod(0o755)
+
+    def download(self, *options):
+        path = f"{self.tools}:{os.environ['PATH']}"
+        result = self.run_script(
+            *("cxacru", "--output", self.scratch / "output", *options),
+            env={**os.environ, "PATH": path, "TMPDIR": str(self.temporary)},
+        )
+        self.assertEqual(list(self.temporary.iterdir()), [])
+        return result
+
+    def test_nothing_is_kept(self):
+        expected = self.cut("cxacru", output="expected").read_bytes()
+        self.assertEqual(self.download().returncode, 0)
+        self.assertEqual((self.scratch / "output/cxacru-neo.tar.gz").read_bytes(), expected)
+        self.serve("exit 1")
+        self.assertEqual(self.download().returncode, 1)
+
+    def test_cache(self):
+        cache = self.scratch / "some/cache"
+        self.assertEqual(self.download("--cache", cache).returncode, 0)
+        (archive,) = cache.iterdir()
+        self.serve("exit 1")
+        result = self.download("--cache", cache)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        archive.write_bytes(archive.read_bytes()[:100])
+        result = self.download("--cache", cache)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(f"{archive} does not hold the sources of cxacru; remove it", result.stderr)
+
+    def test_half_a_package(self):
+        cache = self.scratch / "cache"
+        self.serve("head -c 500 ../../linux-source-6.1_1_all.deb >linux-source-6.1_1_all.deb")
+        result = self.download("--cache", cache)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(f"make-driver-bundle: cannot write {cache}", result.stderr)
+        self.assertEqual(list(cache.iterdir()), [])
+
+    def test_no_network(self):
+        self.serve("exit 100")
+        result = self.download()
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("make-driver-bundle: cannot download linux-source-6.1", result.stderr)
+
+
 class Makefile(Bundle):
     def test_clean_needs_no_kernel(self):
         tree = self.unpack("ueagle-atm")
@@ -144,6 +237,16 @@ class Refusals(Bundle):
         self.assert_refused("unknown driver floppy", "floppy")
         self.assert_refused("one driver at a time", "cxacru", "speedtch")
         self.assert_refused("unknown option --fast", "cxacru", "--fast")
+
+    def test_directories_that_cannot_be(self):
+        file = self.scratch / "file"
+        file.touch()
+        link = self.scratch / "link"
+        link.symlink_to("nowhere")
+        for directory in file, file / "below", link, link / "below":
+            for option in "--output", "--cache":
+                with self.subTest(directory=directory, option=option):
+                    self.assert_refused(f"cannot write to {directory}", "cxacru", option, directory)
 
     def test_sources(self):
         nowhere = self.scratch / "nowhere"

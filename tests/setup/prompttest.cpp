@@ -244,7 +244,7 @@ void PromptTest::everythingIsAskedFor()
     QVERIFY(run.waitFor("Waiting for a modem to be plugged in"));
     m_machine.plugIn();
     QVERIFY(run.waitFor("ueagle-atm-default.tar.gz is not in "));
-    QVERIFY(run.waitFor("scripts/make-driver-bundle ueagle-atm cuts it out of "));
+    QVERIFY(run.waitFor("kestra-driver-bundle ueagle-atm cuts it out of "));
     QVERIFY(run.waitFor("Driver bundle for ueagle-atm (a tar archive): "));
     run.type(Machine::directory.toLatin1() + "/driver.tar.gz\n");
     QVERIFY(run.waitFor("   1  Freedonia\r\n   2  Sylvania\r\nCountry, or its number: "));

@@ -778,7 +778,7 @@ void RefusalTest::noBundleAtHand_data()
     QTest::newRow("none there")
         << "cxacru"_s
         << QByteArray("The driver bundle cxacru-neo.tar.gz is not in " KESTRA_DATA_DIRECTORY
-                      "/bundles or /usr/share/kestra/bundles. scripts/make-driver-bundle cxacru "
+                      "/bundles or /usr/share/kestra/bundles. kestra-driver-bundle cxacru "
                       "cuts it out of Debian's package linux-source-6.1.");
     QTest::newRow("no source anywhere")
         << "unicorn"_s
