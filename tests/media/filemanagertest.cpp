@@ -91,7 +91,7 @@ private:
         static const QByteArrayList stems = {"a",        "B",    "c c",         "\xc3\xa4",
                                              "z\"q\"",   "n\nl", "\xff raw",    "products",
                                              "x.tar.gz", "%1",   "\xe2\x82\xac"};
-        const QByteArray name = stems.at(int(pick(unsigned(stems.size()))));
+        const QByteArray &name = stems.at(int(pick(unsigned(stems.size()))));
         const QByteArray number = pick(2) ? QByteArray() : QByteArray::number(pick(5));
         return (pick(5) ? QByteArray() : QByteArray(".")) + name + number;
     }

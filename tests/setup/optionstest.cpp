@@ -87,10 +87,8 @@ void OptionsTest::refusesWithOneSentence_data()
         << "--password-stdin needs --unattended: standard input cannot hold answers, too."_s;
     QTest::newRow("unknown package manager")
         << QStringList {"--package-manager=APT"_s} << "--package-manager must be apt or zypper."_s;
-    for (const char *list : {"-y", "ppp,--purge", "ppp;reboot", "a/b", "ppp-",
-                             "a\x1b"
-                             "b",
-                             "first,ppp-"})
+    for (const char *list :
+         {"-y", "ppp,--purge", "ppp;reboot", "a/b", "ppp-", "a\033b", "first,ppp-"})
         QTest::addRow("packages %s", list)
             << QStringList {"--packages="_s + QLatin1String(list)}
             << "--packages holds something that is no name of a package."_s;

@@ -40,13 +40,9 @@ public:
         }
         QList<QByteArray> words = {Machine::program.toLocal8Bit()};
         if (fromShell) // one with job control
-            words = {"/bin/bash",
-                     "--norc",
-                     "-c",
-                     "set -m; \"$@\"; while :; do read -r word; "
-                     "$word; done",
-                     "bash",
-                     Machine::program.toLocal8Bit()};
+            words = {"/bin/bash", "--norc",
+                     "-c",        "set -m; \"$@\"; while :; do read -r word; $word; done",
+                     "bash",      Machine::program.toLocal8Bit()};
         for (const QString &argument : arguments)
             words.append(argument.toLocal8Bit());
         QVector<char *> pointers;
